@@ -1,0 +1,89 @@
+#include <iostream>
+
+#include "commands.h"
+#include "core/date_format.h"
+#include "core/vicinix_configurator.h"
+#include "data/model/database.h"
+#include "data/model/event_table.h"
+#include "data/model/realm_configurator.h"
+#include "events/event_manager.h"
+#include "host_context.h"
+#include "state_printer.h"
+
+namespace vicinix::host {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Longer than the client's own 60 s request timeout, so a silent backend is
+// reported by the client and not cut short here.
+constexpr auto kReplyTimeout = 65s;
+
+int64_t storedEventCount() {
+  auto database = Database::open(RealmConfigurator::vicinixConfiguration());
+  return database ? EventTable(*database).count() : 0;
+}
+
+std::string backendProblem(HostContext& context) {
+  if (!context.http().lastTransportError().empty()) return context.http().lastTransportError();
+  if (!context.http().firstBackendError().empty()) {
+    return "the backend refused the request: " + context.http().firstBackendError();
+  }
+  return "the backend gave no usable answer";
+}
+
+}  // namespace
+
+int runConfigure(const ConfigureOptions& options) {
+  HostContext context(options.dataDir, options.endpoint, options.debug);
+  const std::string updateKey(
+      VicinixConfigurator::keyString(VicinixDefaultsKey::requiredSdkVersionUpdateDate));
+  auto answeredBefore = context.sdk().defaults().date(updateKey);
+
+  VicinixConfigurator::save(options.applicationKey);
+  bool configured = false;
+  auto started = std::chrono::steady_clock::now();
+  VicinixConfigurator::configure([&configured] { configured = true; });
+  std::cerr << "configure: asked " << options.endpoint << " for the application configuration\n";
+
+  // The required-version query leaves 50 ms after the configuration query.
+  context.runUntil(
+      [&] {
+        return context.http().inFlight() == 0 && std::chrono::steady_clock::now() - started > 80ms;
+      },
+      kReplyTimeout);
+
+  auto answeredAfter = context.sdk().defaults().date(updateKey);
+  bool versionAnswered = answeredAfter && answeredAfter != answeredBefore;
+  bool versionFresh = answeredBefore && !versionAnswered && context.http().completed() == 1;
+  if (!configured || (!versionAnswered && !versionFresh) ||
+      !context.http().firstBackendError().empty()) {
+    std::cerr << "configure: error: cannot configure from " << options.endpoint << ": "
+              << backendProblem(context) << "\n";
+    return 2;
+  }
+  std::cerr << "configure: configuration applied; required SDK version "
+            << VicinixConfigurator::requiredSDKVersion()
+            << (versionAnswered ? " (answered now)" : " (still fresh)") << "; SDK "
+            << (VicinixConfigurator::sdkEnabled() ? "enabled" : "disabled by the backend") << "\n";
+
+  int64_t before = storedEventCount();
+  int batches = 0;
+  int expectedBatches = before == 0 ? 1 : static_cast<int>((before + 19) / 20);
+  EventManager::logAllEvents([&batches] { ++batches; });
+  context.runUntil([&] { return batches >= expectedBatches && context.http().inFlight() == 0; },
+                   kReplyTimeout);
+  context.runFor(20ms);  // the store is cleared in a task after the reply
+  int64_t after = storedEventCount();
+  if (before == 0) {
+    std::cerr << "configure: no stored events to upload\n";
+  } else {
+    std::cerr << "configure: uploaded " << before << " events in " << expectedBatches
+              << (expectedBatches == 1 ? " batch" : " batches") << "; " << after
+              << " left in the store\n";
+  }
+  std::cout << settingsJson().dump(2) << std::endl;
+  return after == 0 ? 0 : 3;
+}
+
+}  // namespace vicinix::host

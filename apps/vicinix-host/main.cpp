@@ -1,0 +1,54 @@
+// vicinix-host: the reference host of the Vicinix SDK. It runs the SDK against
+// a backend and inspects what the SDK stored.
+
+#include <CLI/CLI.hpp>
+
+#include "commands.h"
+#include "host_context.h"
+
+int main(int argc, char** argv) {
+  using namespace vicinix::host;
+  CLI::App app{"vicinix-host: the reference host of the Vicinix proximity-marketing SDK"};
+  app.require_subcommand(1);
+  std::filesystem::path dataDir = defaultDataDirectory();
+  auto addDataDir = [&dataDir](CLI::App* command) {
+    command->add_option("--data-dir", dataDir, "The host's app-data directory")
+        ->capture_default_str();
+  };
+
+  ConfigureOptions configure;
+  auto* configureCommand = app.add_subcommand(
+      "configure", "Fetch the remote configuration, upload stored events, print the settings");
+  configureCommand->add_option("--endpoint", configure.endpoint, "The backend's GraphQL URL")
+      ->required();
+  configureCommand->add_option("--app-key", configure.applicationKey, "The application key")
+      ->required();
+  configureCommand->add_flag("--debug", configure.debug, "Print the SDK's debug lines");
+  addDataDir(configureCommand);
+
+  auto* settingsCommand = app.add_subcommand("settings", "Print every stored setting as JSON");
+  addDataDir(settingsCommand);
+
+  auto* eventsCommand = app.add_subcommand("events", "Print every stored event as JSON");
+  addDataDir(eventsCommand);
+
+  RecordOptions record;
+  auto* recordCommand =
+      app.add_subcommand("record-event", "Record one analytics event, as the SDK would");
+  recordCommand->add_option("--type", record.type, "APP_STARTED, PULL_NOTIFICATION, ...")
+      ->required();
+  recordCommand->add_option("--campaign-id", record.campaignId, "The campaign concerned");
+  recordCommand->add_option("--beacon", record.beacon, "NAMESPACE:INSTANCE of the beacon");
+  addDataDir(recordCommand);
+
+  CLI11_PARSE(app, argc, argv);
+
+  if (*configureCommand) {
+    configure.dataDir = dataDir;
+    return runConfigure(configure);
+  }
+  if (*settingsCommand) return runSettings(dataDir);
+  if (*eventsCommand) return runEvents(dataDir);
+  record.dataDir = dataDir;
+  return runRecordEvent(record);
+}

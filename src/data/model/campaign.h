@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "platform/clock.h"
+
+namespace vicinix {
+
+// One campaign the backend delivered. Its blocks are the Block rows whose
+// `campaign` is this id (BlockTable::blocksOf).
+struct Campaign {
+  std::string id{};
+  std::string notificationTitle{};
+  std::string notificationText{};
+  std::string notificationImagePath{};
+  std::string type{};
+  std::string detailURLPath{};
+  std::string listImagePath{};
+  std::string listTitle{};
+  std::string listText{};
+  bool isActive = true;
+  std::string inAppEvent{};
+  int64_t cooldown = 0;
+  int64_t maximumNotificationsPerUser = 0;
+  Date created{};
+  std::optional<Date> updated{};
+  std::optional<Date> notificationSent{};
+  int64_t notificationCount = 0;
+
+  // File names under which the pictures are cached.
+  std::string notificationImageName() const;
+  std::string listImageName() const;
+
+  bool operator==(const Campaign&) const = default;
+};
+
+}  // namespace vicinix

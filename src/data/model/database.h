@@ -1,0 +1,49 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+#include <SQLiteCpp/Database.h>
+#include <SQLiteCpp/Statement.h>
+
+#include "data/model/database_configuration.h"
+
+namespace vicinix {
+
+// One connection to the SDK's database file, in WAL mode. Each store owns its
+// own. Records live in five tables (beacon, campaign, block, attribute,
+// event); links are id columns and inverse links are queries in rowid order.
+// A connection may be reached from several queues: write() and every table
+// call hold lock() while they use it.
+class Database {
+ public:
+  // Opens the file, creating the tables on first use. Nothing when the file
+  // cannot be opened; the reason goes to the debug output.
+  static std::unique_ptr<Database> open(const DatabaseConfiguration& configuration);
+
+  // Runs `changes` as one transaction. On any failure inside, everything is
+  // rolled back and the error's description is returned.
+  std::optional<std::string> write(const std::function<void()>& changes);
+
+  // A prepared statement for `sql`, reset and ready to bind. Statements are
+  // prepared once per connection. Use it under lock().
+  SQLite::Statement& statement(const std::string& sql);
+  SQLite::Database& connection() { return connection_; }
+  [[nodiscard]] std::unique_lock<std::recursive_mutex> lock() {
+    return std::unique_lock(mutex_);
+  }
+
+  explicit Database(SQLite::Database connection);
+
+ private:
+  std::recursive_mutex mutex_;
+  SQLite::Database connection_;
+  // Declared after the connection so the statements are finalized before it closes.
+  std::unordered_map<std::string, std::unique_ptr<SQLite::Statement>> statements_;
+};
+
+}  // namespace vicinix

@@ -1,0 +1,179 @@
+#include "network/graphql_client.h"
+
+#include "core/sdk.h"
+#include "core/sdk_version.h"
+#include "core/url.h"
+#include "core/vicinix_configurator.h"
+#include "events/chunked.h"
+
+namespace vicinix {
+namespace {
+
+constexpr size_t kEventsPerBatch = 20;
+constexpr auto kBatchSpacing = std::chrono::milliseconds(20);
+
+const char* boolText(bool value) { return value ? "true" : "false"; }
+
+}  // namespace
+
+const std::string GraphQLClient::campaignNotificationsQueryString =
+    "{id, type, cooldown, maximumNotificationsPerUser, notificationText, notificationTitle, "
+    "notificationImage, listImage, listTitle, listText, isActive, detailUrl, inAppEvent, blocks "
+    "{id, type, attributes {id, key,value}}}";
+
+GraphQLClient::GraphQLClient() : GraphQLClient(Sdk::current().graphQLEndpoint()) {}
+
+GraphQLClient::GraphQLClient(std::string apiEndpoint) : apiEndpoint_(std::move(apiEndpoint)) {}
+
+std::string GraphQLClient::applicationConfigurationQuery() {
+  return std::string(
+             "{  sdkApplicationConfig {id, name, key, useAppBadges, beaconExpiration, "
+             "campaignExpiration, requiredSdkVersionExpiration, scaningIntervalOnForeground, "
+             "dailyNotificationLimit, ") +
+         "theme {primaryColor backgroundColor textColor fontSize lineHeight spacing titleColor "
+         "titleFontSize headingColor headingFontSize buttonTextColor buttonBackground}" +
+         ", " + "namespaces{id, name, ibeaconUuid, eddystoneUid}" + "}}";
+}
+
+std::string GraphQLClient::sdkConfigurationQuery() { return "{ sdkConfig { requiredIosSdkVersion }}"; }
+
+// Spliced values are not escaped: the backend's identifiers never need it, and
+// the texts stay exactly what the backend has always received.
+std::string GraphQLClient::notificationQuery(const Beacon& beacon) {
+  return "{sdkFetchPullNotifications(beaconNamespace: \"" + beacon.namespace_ +
+         "\", beaconInstance:\"" + beacon.instance + "\") " + campaignNotificationsQueryString +
+         "}";
+}
+
+std::string GraphQLClient::notificationsQuery(const std::vector<Campaign>& campaigns) {
+  std::string text = "{sdkFetchCampaigns(ids:[";
+  for (const auto& campaign : campaigns) {
+    text += "\"";
+    text += campaign.id;
+    text += "\", ";
+  }
+  text += "]) ";
+  text += campaignNotificationsQueryString;
+  text += "}";
+  return text;
+}
+
+std::string GraphQLClient::logMutation(const std::vector<Event>& events) {
+  std::string text = "mutation{sdkCreateLog(events:[";
+  text.reserve(64 + events.size() * 320);
+  for (const auto& event : events) {
+    text += "{eventType:";
+    text += event.type;
+    text += ", timestamp:\"";
+    text += event.timestamp;
+    text += "\", beaconNamespace:\"";
+    text += event.beaconNamespace.value_or("");
+    text += "\", beaconInstance:\"";
+    text += event.beaconInstance.value_or("");
+    text += "\", campaignId:\"";
+    text += event.campaignId.value_or("");
+    text += "\", hasBluetoothTurnedOn: ";
+    text += boolText(event.hasBluetoothTurnedOn);
+    text += ", hasInternetConnection: ";
+    text += boolText(event.hasInternetConnection);
+    text += ", hasLocationPermission: ";
+    text += boolText(event.hasLocationPermission);
+    text += ", hasNotificationPermission: ";
+    text += boolText(event.hasNotificationPermission);
+    text += "}, ";
+  }
+  text += "])}";
+  return text;
+}
+
+void GraphQLClient::applicationConfiguration(ResponseHandler handler) {
+  sendQuery({{"query", applicationConfigurationQuery()}}, std::move(handler));
+}
+
+void GraphQLClient::sdkConfiguration(ResponseHandler handler) {
+  sendQuery({{"query", sdkConfigurationQuery()}}, std::move(handler));
+}
+
+void GraphQLClient::notification(const Beacon& beacon, ResponseHandler handler) {
+  sendQuery({{"query", notificationQuery(beacon)}}, std::move(handler));
+}
+
+void GraphQLClient::notifications(const std::vector<Campaign>& campaigns,
+                                  ResponseHandler handler) {
+  sendQuery({{"query", notificationsQuery(campaigns)}}, std::move(handler));
+}
+
+void GraphQLClient::log(const std::vector<Event>& events, ResponseHandler handler) {
+  auto batches = chunked(events, kEventsPerBatch);
+  auto& mainQueue = Sdk::current().mainQueue();
+  for (size_t k = 0; k < batches.size(); ++k) {
+    mainQueue.asyncAfter(kBatchSpacing * k, [client = *this, batch = std::move(batches[k]),
+                                             handler]() mutable {
+      client.sendQuery({{"query", logMutation(batch)}}, handler);
+    });
+  }
+}
+
+std::optional<HttpRequest> GraphQLClient::graphQLRequest(
+    bool authorize, const std::map<std::string, std::string>& query) {
+  Sdk& sdk = Sdk::current();
+  if (!Url::parse(apiEndpoint_)) {
+    sdk.debug("Error: cannot create URL");
+    return std::nullopt;
+  }
+  HttpRequest request;
+  request.method = "POST";
+  request.url = apiEndpoint_;
+  request.timeout = std::chrono::seconds(60);
+  request.headers = {{"content-type", "application/json"}};
+  if (authorize) {
+    const DeviceInfo& device = sdk.device();
+    request.headers.insert(
+        request.headers.end(),
+        {
+            {"application-key", VicinixConfigurator::applicationKey()},
+            {"device-id", VicinixConfigurator::deviceID()},
+            {"sdk-version", std::to_string(kSdkVersion)},
+            {"device-vendor", "Apple"},
+            {"device-model", device.model},
+            {"device-os", device.osVersion},
+            {"platform", "IOS"},
+            {"has-bluetooth-turned-on", boolText(VicinixConfigurator::bluetoothOn())},
+            {"has-internet-connection", boolText(VicinixConfigurator::hasInternetConnection())},
+            {"has-location-permission", boolText(VicinixConfigurator::locationAllowed())},
+            {"has-notification-permission", boolText(VicinixConfigurator::notificationAllowed())},
+        });
+  }
+  try {
+    request.body = nlohmann::json(query).dump();
+  } catch (const nlohmann::json::exception&) {
+    // Text that is not UTF-8 has no JSON form.
+    sdk.debug("Error: cannot create JSON from query");
+    return std::nullopt;
+  }
+  return request;
+}
+
+void GraphQLClient::sendQuery(const std::map<std::string, std::string>& query,
+                              ResponseHandler handler) {
+  auto request = graphQLRequest(true, query);
+  if (!request) return;
+  std::string description = request->method + " " + request->url;
+  Sdk::current().http().send(
+      std::move(*request),
+      [handler = std::move(handler), description = std::move(description)](HttpResponse response) {
+        Sdk& sdk = Sdk::current();
+        if (!response.error.empty()) {
+          sdk.debug(response.error);
+          sdk.debug("Error Request: " + description);
+          handler(std::nullopt);
+        } else if (response.body) {
+          handler(JsonValue::parse(*response.body));
+        } else {
+          sdk.debug("Error: did not receive data");
+          handler(std::nullopt);
+        }
+      });
+}
+
+}  // namespace vicinix

@@ -1,0 +1,49 @@
+#include "platform/fake/fake_sdk.h"
+
+#include <stdlib.h>
+
+#include <system_error>
+
+namespace vicinix {
+
+Date FakeSdk::defaultStart() {
+  using namespace std::chrono;
+  return sys_days{year{2024} / March / 1} + hours{8} + minutes{15} + seconds{2} +
+         milliseconds{517};
+}
+
+FakeSdk::FakeSdk(std::function<void(Platform&)> customize)
+    : time(VirtualTime::create(defaultStart())),
+      defaults(std::make_shared<MemoryDefaultsStore>()),
+      http(std::make_shared<FakeHttpClient>(time->mainQueue())),
+      reachability(std::make_shared<FakeReachabilityProbe>()),
+      location(std::make_shared<FakeLocationService>()),
+      log(std::make_shared<RecordingLog>()) {
+  std::string pattern = (std::filesystem::temp_directory_path() / "vicinix-test-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) throw std::system_error(errno, std::generic_category());
+  appData_ = pattern;
+
+  Platform platform{
+      .queues = time,
+      .clock = time,
+      .defaults = defaults,
+      .http = http,
+      .reachability = reachability,
+      .location = location,
+      .log = log,
+      .directories = AppDirectories::under(appData_),
+      .device = DeviceInfo{.model = "x86_64", .osVersion = "6.1.0-test"},
+  };
+  if (customize) customize(platform);
+  sdk_ = std::make_shared<Sdk>(std::move(platform), Sdk::Options{"https://backend.test/graphql"});
+  scope_ = std::make_unique<ScopedSdk>(sdk_);
+}
+
+FakeSdk::~FakeSdk() {
+  scope_.reset();
+  sdk_.reset();
+  std::error_code ignored;
+  std::filesystem::remove_all(appData_, ignored);
+}
+
+}  // namespace vicinix

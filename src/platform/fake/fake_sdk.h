@@ -1,0 +1,52 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+
+#include "core/sdk.h"
+#include "platform/fake/fake_http_client.h"
+#include "platform/fake/fake_location_service.h"
+#include "platform/fake/fake_reachability_probe.h"
+#include "platform/fake/memory_defaults_store.h"
+#include "platform/fake/recording_log.h"
+#include "platform/fake/virtual_time.h"
+
+namespace vicinix {
+
+// A fresh SDK context built from fakes, installed for the object's lifetime,
+// with its own temporary app-data directory (removed afterwards):
+//
+//   FakeSdk env;
+//   env.http->replyWith(R"({"data":{}})");
+//   VicinixConfigurator::configure([] {});
+//   env.time->advance(std::chrono::milliseconds(50));
+class FakeSdk {
+ public:
+  // 2024-03-01 08:15:02.517 UTC, a Friday.
+  static Date defaultStart();
+
+  // `customize` may swap services (say, a real HTTP client) before the context
+  // is built.
+  explicit FakeSdk(std::function<void(Platform&)> customize = {});
+  ~FakeSdk();
+  FakeSdk(const FakeSdk&) = delete;
+  FakeSdk& operator=(const FakeSdk&) = delete;
+
+  Sdk& sdk() { return *sdk_; }
+  const std::filesystem::path& appData() const { return appData_; }
+
+  std::shared_ptr<VirtualTime> time;
+  std::shared_ptr<MemoryDefaultsStore> defaults;
+  std::shared_ptr<FakeHttpClient> http;
+  std::shared_ptr<FakeReachabilityProbe> reachability;
+  std::shared_ptr<FakeLocationService> location;
+  std::shared_ptr<RecordingLog> log;
+
+ private:
+  std::filesystem::path appData_;
+  std::shared_ptr<Sdk> sdk_;
+  std::unique_ptr<ScopedSdk> scope_;
+};
+
+}  // namespace vicinix

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include "platform/platform.h"
+
+namespace vicinix {
+
+struct LinuxPlatformOptions {
+  // The host's app-data directory; Library/ and Documents/ are made below it.
+  std::filesystem::path appData;
+};
+
+// $XDG_DATA_HOME/<appName>, i.e. ~/.local/share/<appName> by default.
+std::filesystem::path defaultAppDataDirectory(const std::string& appName);
+
+// The hardware identifier and kernel release, from uname().
+DeviceInfo currentDeviceInfo();
+
+// The real services: GLib main context, libcurl, the kernel's routing state,
+// the settings file <app-data>/Library/Preferences/vicinix.plist.
+Platform makeLinuxPlatform(const LinuxPlatformOptions& options);
+
+// Runs the default GLib main context until quitMainLoop(), for headless hosts.
+// Hosts with their own GLib or Qt loop do not call it. Call it on the thread
+// that owns the main queue.
+void runMainLoop();
+// Makes the running runMainLoop() return, or the next one if none runs yet.
+// Any thread.
+void quitMainLoop();
+// Runs the default GLib main context until `done` holds or `timeout` passes;
+// false on timeout. For command-line hosts and tests that wait for replies.
+bool runMainLoopUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout);
+
+}  // namespace vicinix

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string_view>
+
+#include "platform/defaults_store.h"
+#include "platform/log.h"
+
+namespace vicinix {
+
+// Replaces `file` with `bytes` so that a crash leaves the old or the new
+// contents, never a mix of both. False when that failed.
+using SettingsFileWriter =
+    std::function<bool(const std::filesystem::path& file, std::string_view bytes)>;
+
+// The writer the store uses unless told otherwise: creates the directory,
+// writes a temporary file beside `file`, fsyncs it, renames it over `file`
+// and fsyncs the directory.
+bool writeFileAtomically(const std::filesystem::path& file, std::string_view bytes);
+
+// Settings persisted as an XML property list at `file`, read once here. A file
+// that cannot be read as a dictionary is moved aside to
+// "<name>.corrupt-<UTC time>" with one line to `log`, and the store starts
+// empty. Entries of kinds a DefaultsValue cannot hold (data, dictionaries,
+// arrays of non-strings) stay in the file untouched but are not shown. XML
+// keeps dates to the whole second, so that is what survives a restart.
+std::shared_ptr<DefaultsStore> makePlistDefaultsStore(
+    std::filesystem::path file, std::shared_ptr<Log> log,
+    SettingsFileWriter writer = writeFileAtomically);
+
+}  // namespace vicinix

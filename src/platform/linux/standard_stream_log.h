@@ -1,0 +1,13 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/log.h"
+
+namespace vicinix {
+
+// Debug lines to standard output, system lines to standard error as
+// "vicinix: <line>". Each line is written whole and flushed. Any thread.
+std::shared_ptr<Log> makeStandardStreamLog();
+
+}  // namespace vicinix

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "platform/clock.h"
+#include "platform/defaults_store.h"
+#include "platform/dispatch_queue.h"
+#include "platform/http_client.h"
+#include "platform/location_service.h"
+#include "platform/log.h"
+#include "platform/reachability_probe.h"
+
+namespace vicinix {
+
+// The per-user directories the SDK writes to, given by the host.
+struct AppDirectories {
+  std::filesystem::path library;    // <app-data>/Library
+  std::filesystem::path documents;  // <app-data>/Documents
+
+  static AppDirectories under(const std::filesystem::path& appData) {
+    return {appData / "Library", appData / "Documents"};
+  }
+};
+
+// What the request headers say about the device.
+struct DeviceInfo {
+  std::string model;      // hardware identifier, e.g. "x86_64"
+  std::string osVersion;  // e.g. the kernel release "6.1.0-18-amd64"
+};
+
+// Every platform service the SDK uses, in one bundle.
+struct Platform {
+  std::shared_ptr<DispatchQueueFactory> queues;
+  std::shared_ptr<Clock> clock;
+  std::shared_ptr<DefaultsStore> defaults;
+  std::shared_ptr<HttpClient> http;
+  std::shared_ptr<ReachabilityProbe> reachability;
+  std::shared_ptr<LocationService> location;
+  std::shared_ptr<Log> log;
+  AppDirectories directories;
+  DeviceInfo device;
+};
+
+}  // namespace vicinix

@@ -1,0 +1,93 @@
+// vicinix-host as an integrator runs it, against the reference backend.
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <filesystem>
+
+#include <nlohmann/json.hpp>
+
+#include "support/backend_process.h"
+#include "support/linux_sdk.h"
+
+namespace vicinix {
+namespace {
+
+class VicinixHostTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dataDir = std::filesystem::temp_directory_path() /
+              ("vicinix-host-test-" + std::to_string(::getpid()) + "-" +
+               ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    std::filesystem::remove_all(dataDir);
+  }
+  void TearDown() override { std::filesystem::remove_all(dataDir); }
+
+  test::CommandResult host(const std::string& arguments) {
+    return test::runCommand(std::string(VICINIX_HOST_BINARY) + " " + arguments +
+                            " --data-dir " + dataDir.string());
+  }
+
+  std::filesystem::path dataDir;
+};
+
+TEST_F(VicinixHostTest, ConfigureUploadsStoredEventsAndPrintsTheSettings) {
+  test::BackendProcess backend;
+  for (int n = 0; n < 3; ++n) ASSERT_EQ(host("record-event --type APP_STARTED").exitCode, 0);
+  ASSERT_EQ(host("record-event --type PULL_NOTIFICATION --campaign-id c1 "
+                 "--beacon edd1ebeac04e5defa017:0123456789ab")
+                .exitCode,
+            0);
+  auto events = nlohmann::json::parse(host("events").out);
+  ASSERT_EQ(events.size(), 4u);
+  EXPECT_EQ(events[3]["beaconNamespace"], "edd1ebeac04e5defa017");
+  EXPECT_EQ(events[0]["campaignId"], nullptr);
+
+  auto result = host("configure --app-key demo-app-key --endpoint " + backend.endpoint());
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  auto settings = nlohmann::json::parse(result.out);
+  EXPECT_EQ(settings["VicinixDailyNotificationLimitVersionDefaultsKey"], 5);
+  EXPECT_EQ(settings["VicinixNamespacesVersionDefaultsKey"][1], "f7826da6bc5b71e0893e");
+  EXPECT_TRUE(settings["VicinixRequiredSdkVersionUpdateDateDefaultsKey"].is_string());
+  EXPECT_NE(result.err.find("uploaded 4 events in 1 batch"), std::string::npos) << result.err;
+  EXPECT_EQ(backend.events().size(), 4u);
+  EXPECT_EQ(nlohmann::json::parse(host("events").out).size(), 0u);
+
+  // The settings file keeps dates to the second, as XML property lists do.
+  auto stored = nlohmann::json::parse(host("settings").out);
+  const char* dateKey = "VicinixRequiredSdkVersionUpdateDateDefaultsKey";
+  EXPECT_EQ(stored[dateKey].get<std::string>().substr(0, 19),
+            settings[dateKey].get<std::string>().substr(0, 19));
+  stored.erase(dateKey);
+  settings.erase(dateKey);
+  EXPECT_EQ(stored, settings) << "what configure printed is what was stored";
+  EXPECT_EQ(stored.size(), 19u) << "17 stored settings and the facade's two keys";
+  EXPECT_EQ(stored["VicinixApplicationKeyDefaultsKey"], "demo-app-key");
+}
+
+TEST_F(VicinixHostTest, ConfigureFailsClearlyWhenTheBackendCannotBeUsed) {
+  auto unreachable = host("configure --app-key demo-app-key --endpoint http://127.0.0.1:9/graphql");
+  EXPECT_NE(unreachable.exitCode, 0);
+  EXPECT_NE(unreachable.err.find("error: cannot configure from http://127.0.0.1:9/graphql"),
+            std::string::npos)
+      << unreachable.err;
+
+  test::BackendProcess backend;
+  auto refused = host("configure --app-key wrong-key --endpoint " + backend.endpoint());
+  EXPECT_NE(refused.exitCode, 0);
+  EXPECT_NE(refused.err.find("Unknown application key"), std::string::npos) << refused.err;
+}
+
+TEST_F(VicinixHostTest, FreshInstallationReadsAsDefaults) {
+  auto settings = nlohmann::json::parse(host("settings").out);
+  EXPECT_EQ(settings["VicinixRequiredSDKVersionDefaultsKey"], 0);
+  EXPECT_EQ(settings["VicinixBluetoothOnDefaultsKey"], false);
+  EXPECT_EQ(settings["VicinixNamespacesVersionDefaultsKey"], nlohmann::json::array());
+  EXPECT_EQ(settings["VicinixDeviceIDDefaultsKey"], nullptr) << "inspection creates nothing";
+  EXPECT_EQ(nlohmann::json::parse(host("events").out), nlohmann::json::array());
+  EXPECT_NE(host("record-event --type NOT_A_KIND").exitCode, 0);
+}
+
+}  // namespace
+}  // namespace vicinix

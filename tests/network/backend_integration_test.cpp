@@ -1,0 +1,185 @@
+// The SDK against the reference backend on loopback, over the real Linux
+// platform: libcurl, the GLib main loop, the settings file and SQLite.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
+#include <fstream>
+#include <sstream>
+
+#include "core/property_list.h"
+#include "core/vicinix_configurator.h"
+#include "data/model/event_factory.h"
+#include "data/model/event_table.h"
+#include "events/event_manager.h"
+#include "network/graphql_client.h"
+#include "support/backend_process.h"
+#include "support/linux_sdk.h"
+#include "ui/vicinix_appearance.h"
+
+namespace vicinix {
+namespace {
+
+using namespace std::chrono_literals;
+
+int64_t storedEvents() { return EventTable(*EventFactory::shared().realm()).count(); }
+
+void recordEvents(int count) {
+  for (int n = 0; n < count; ++n) EventFactory::shared().create(EventType::appStarted);
+}
+
+size_t eventsInQuery(const std::string& query) {
+  size_t count = 0;
+  for (size_t at = query.find("{eventType:"); at != std::string::npos;
+       at = query.find("{eventType:", at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
+std::optional<PlistValue> readPlist(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream bytes;
+  bytes << file.rdbuf();
+  return PropertyList::fromBytes(bytes.str());
+}
+
+class BackendIntegrationTest : public ::testing::Test {
+ protected:
+  test::BackendProcess backend;
+};
+
+TEST_F(BackendIntegrationTest, ConfigurationIsAppliedAndPersisted) {
+  test::LinuxSdk env(backend.endpoint());
+  VicinixConfigurator::save("demo-app-key");
+  bool configured = false;
+  VicinixConfigurator::configure([&] { configured = true; });
+  ASSERT_TRUE(env.runUntil([&] {
+    return configured &&
+           env.sdk().defaults().date("VicinixRequiredSdkVersionUpdateDateDefaultsKey").has_value();
+  }));
+
+  EXPECT_EQ(VicinixConfigurator::dailyNotificationLimit(), 5);
+  EXPECT_EQ(VicinixConfigurator::campaignExpiration(), 3600);
+  EXPECT_EQ(VicinixConfigurator::requiredSdkVersionExpiration(), 86400);
+  EXPECT_TRUE(VicinixConfigurator::useAppBadges());
+  EXPECT_TRUE(VicinixConfigurator::sdkEnabled());
+  EXPECT_EQ(VicinixConfigurator::allowedNamespaces(),
+            (std::vector<std::string>{"edd1ebeac04e5defa017", "f7826da6bc5b71e0893e"}));
+  EXPECT_EQ(VicinixAppearance::textFontSize(), 15.0);
+
+  auto theme = readPlist(env.appData() / "Documents" / "theme.plist");
+  ASSERT_TRUE(theme);
+  const auto* dictionary = theme->get<PlistValue::Dictionary>();
+  ASSERT_TRUE(dictionary);
+  EXPECT_EQ(dictionary->at("primaryColor"), PlistValue("#218DEA"));
+
+  auto settings = readPlist(env.appData() / "Library" / "Preferences" / "vicinix.plist");
+  ASSERT_TRUE(settings) << "settings are written to the property-list file";
+  const auto& stored = *settings->get<PlistValue::Dictionary>();
+  EXPECT_EQ(stored.at("VicinixApplicationKeyDefaultsKey"), PlistValue("demo-app-key"));
+  EXPECT_EQ(stored.at("VicinixDailyNotificationLimitVersionDefaultsKey"), PlistValue(int64_t{5}));
+}
+
+TEST_F(BackendIntegrationTest, UploadGoesInBatchesOfTwentyAndClearsTheStore) {
+  test::LinuxSdk env(backend.endpoint());
+  VicinixConfigurator::save("demo-app-key");
+  recordEvents(45);
+  int completions = 0;
+  EventManager::logAllEvents([&] { ++completions; });
+  ASSERT_TRUE(env.runUntil([&] { return completions == 3 && storedEvents() == 0; }));
+
+  std::vector<size_t> batchSizes;
+  for (const auto& request : backend.requests()) {
+    batchSizes.push_back(eventsInQuery(request["query"].get<std::string>()));
+  }
+  EXPECT_EQ(batchSizes, (std::vector<size_t>{20, 20, 5}));
+  auto received = backend.events();
+  ASSERT_EQ(received.size(), 45u);
+  EXPECT_EQ(received[0]["eventType"], "APP_STARTED");
+  EXPECT_EQ(received[0]["deviceId"], VicinixConfigurator::deviceID());
+}
+
+// Every text the SDK sends must be valid GraphQL for the backend contract.
+TEST_F(BackendIntegrationTest, EveryQueryTheSdkSendsValidates) {
+  test::LinuxSdk env(backend.endpoint());
+  VicinixConfigurator::save("demo-app-key");
+  env.sdk().defaults().setBool("VicinixBluetoothOnDefaultsKey", true);
+  recordEvents(2);
+  Beacon beacon{.id = "b", .namespace_ = "edd1ebeac04e5defa017", .instance = "0123456789ab"};
+  EventFactory::shared().create(EventType::notification, std::string("c1"), &beacon);
+
+  int replies = 0;
+  auto count = [&](std::optional<JsonValue> reply) {
+    EXPECT_TRUE(reply);
+    ++replies;
+  };
+  VicinixConfigurator::configure([] {});
+  GraphQLClient().notification(beacon, count);
+  Campaign c1, c2;
+  c1.id = "c1";
+  c2.id = "c2";
+  GraphQLClient().notifications({c1, c2}, count);
+  EventManager::logAllEvents([&] { ++replies; });
+  ASSERT_TRUE(env.runUntil([&] { return replies == 3 && backend.requests().size() == 5; }));
+
+  std::set<std::string> operations;
+  for (const auto& request : backend.requests()) {
+    EXPECT_EQ(request["errors"], nlohmann::json::array()) << request["query"];
+    EXPECT_EQ(request["status"], 200);
+    EXPECT_EQ(request["headers"]["application-key"], "demo-app-key");
+    EXPECT_EQ(request["headers"]["has-bluetooth-turned-on"], "true");
+    operations.insert(request["operation"].get<std::string>());
+  }
+  EXPECT_EQ(operations, (std::set<std::string>{"sdkApplicationConfig", "sdkConfig",
+                                                "sdkFetchPullNotifications", "sdkFetchCampaigns",
+                                                "sdkCreateLog"}));
+  auto received = backend.events();
+  ASSERT_EQ(received.size(), 3u);
+  EXPECT_EQ(received[2]["campaignId"], "c1");
+  EXPECT_EQ(received[2]["beaconInstance"], "0123456789ab");
+}
+
+TEST_F(BackendIntegrationTest, BadRepliesLeaveTheEventsInPlace) {
+  for (const char* mode : {"notJson", "status500", "close", "hang"}) {
+    SCOPED_TRACE(mode);
+    test::LinuxSdk env(backend.endpoint(), 500ms);
+    VicinixConfigurator::save("demo-app-key");
+    recordEvents(3);
+    backend.admin("fault", {{"mode", mode}, {"count", 1}});
+    int completions = 0;
+    EventManager::logAllEvents([&] { ++completions; });
+    ASSERT_TRUE(env.runUntil([&] { return completions == 1; }));
+    env.runUntil([] { return false; }, 50ms);  // let any clearing task run
+    EXPECT_EQ(storedEvents(), 3);
+  }
+}
+
+TEST_F(BackendIntegrationTest, UnreachableBackendLeavesTheEventsInPlace) {
+  test::LinuxSdk env("http://127.0.0.1:9/graphql");
+  recordEvents(2);
+  int completions = 0;
+  EventManager::logAllEvents([&] { ++completions; });
+  ASSERT_TRUE(env.runUntil([&] { return completions == 1; }));
+  env.runUntil([] { return false; }, 50ms);
+  EXPECT_EQ(storedEvents(), 2);
+}
+
+TEST_F(BackendIntegrationTest, NamespaceWithAQuoteGetsAnErrorReplyNotACrash) {
+  test::LinuxSdk env(backend.endpoint());
+  Beacon beacon{.id = "b", .namespace_ = "ab\"cd", .instance = "1"};
+  std::optional<JsonValue> received;
+  bool called = false;
+  GraphQLClient().notification(beacon, [&](std::optional<JsonValue> reply) {
+    received = reply;
+    called = true;
+  });
+  ASSERT_TRUE(env.runUntil([&] { return called; }));
+  ASSERT_TRUE(received);
+  EXPECT_TRUE((*received)["errors"][0]["message"].isString());
+  EXPECT_TRUE((*received)["data"]["sdkFetchPullNotifications"].array().empty());
+}
+
+}  // namespace
+}  // namespace vicinix

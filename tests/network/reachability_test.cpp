@@ -1,0 +1,128 @@
+#include "network/reachability.h"
+
+#include <gtest/gtest.h>
+
+#include "core/notification_center.h"
+#include "platform/fake/fake_sdk.h"
+
+namespace vicinix {
+namespace {
+
+using Connection = Reachability::Connection;
+
+TEST(ReachabilityTest, FlagsMapToConnections) {
+  constexpr ReachabilityFlags R = kReachabilityReachable, W = kReachabilityIsWWAN,
+                              C = kReachabilityConnectionRequired,
+                              D = kReachabilityConnectionOnDemand,
+                              T = kReachabilityConnectionOnTraffic,
+                              I = kReachabilityInterventionRequired;
+  struct Case {
+    std::optional<ReachabilityFlags> flags;
+    bool cellularAllowed;
+    Connection expected;
+  };
+  for (Case c : {
+           Case{std::nullopt, true, Connection::none},
+           Case{0u, true, Connection::none},
+           Case{W, true, Connection::none},
+           Case{R, true, Connection::wifi},
+           Case{R | C, true, Connection::none},
+           Case{R | C | D, true, Connection::wifi},
+           Case{R | C | T, true, Connection::wifi},
+           Case{R | C | D | I, true, Connection::none},
+           Case{R | W, true, Connection::cellular},
+           Case{R | W, false, Connection::none},
+           Case{R | C | W, true, Connection::cellular},
+       }) {
+    EXPECT_EQ(Reachability::connectionFor(c.flags, c.cellularAllowed), c.expected)
+        << (c.flags ? *c.flags : 0xFFFFFFFFu) << " cellular " << c.cellularAllowed;
+  }
+}
+
+TEST(ReachabilityTest, CellularOnlyPathCountsAsNoneWhenCellularIsNotAllowed) {
+  FakeSdk env;
+  env.reachability->setFlags(kReachabilityReachable | kReachabilityIsWWAN);
+  auto reachability = Reachability::forZeroAddress();
+  ASSERT_TRUE(reachability);
+  EXPECT_TRUE(reachability->isReachableViaWWAN());
+  reachability->allowsCellularConnection = false;
+  EXPECT_FALSE(reachability->isReachable());
+  EXPECT_EQ(reachability->currentReachabilityStatus(),
+            Reachability::NetworkStatus::notReachable);
+}
+
+TEST(ReachabilityTest, RefusedTargetsReportWhy) {
+  FakeSdk env;
+  env.reachability->refuseTargets(true);
+  ReachabilityError error{};
+  EXPECT_FALSE(Reachability::forZeroAddress(&error));
+  EXPECT_EQ(error, ReachabilityError::FailedToCreateWithAddress);
+  EXPECT_FALSE(Reachability::forHostName("example.org", &error));
+  EXPECT_EQ(error, ReachabilityError::FailedToCreateWithHostname);
+}
+
+TEST(ReachabilityTest, NotifierReportsChangesOnlyOnTheMainQueue) {
+  FakeSdk env;
+  env.reachability->setFlags(kReachabilityReachable);
+  auto reachability = Reachability::forZeroAddress();
+  EXPECT_EQ(reachability->description(), "unavailable flags");
+  std::vector<std::string> calls;
+  reachability->whenReachable = [&](Reachability& r) {
+    EXPECT_TRUE(env.sdk().mainQueue().isCurrent());
+    calls.push_back(std::string("reachable ") + Reachability::description(r.connection()));
+  };
+  reachability->whenUnreachable = [&](Reachability&) { calls.push_back("unreachable"); };
+  int posted = 0;
+  NotificationCenter::defaultCenter().addObserver(
+      Reachability::kChangedNotification, [&](const NotificationCenter::Notification&) {
+        ++posted;
+      });
+
+  ASSERT_FALSE(reachability->startNotifier());
+  EXPECT_TRUE(reachability->notifierRunning());
+  env.time->runUntilIdle();
+  env.reachability->change(kReachabilityReachable);  // no change: nothing reported
+  env.time->runUntilIdle();
+  env.reachability->change(0);
+  EXPECT_EQ(calls.size(), 1u) << "nothing runs before the queues do";
+  env.time->runUntilIdle();
+  env.reachability->change(kReachabilityReachable | kReachabilityIsWWAN);
+  env.time->runUntilIdle();
+  EXPECT_EQ(calls, (std::vector<std::string>{"reachable WiFi", "unreachable", "reachable Cellular"}));
+  EXPECT_EQ(posted, 3);
+  EXPECT_EQ(reachability->description(), "WR-------");
+
+  reachability->stopNotifier();
+  env.reachability->change(0);
+  env.time->runUntilIdle();
+  EXPECT_EQ(calls.size(), 3u);
+}
+
+TEST(ReachabilityTest, MonitorReleasedBeforeTheMainQueueRunsDoesNothing) {
+  FakeSdk env;
+  auto reachability = Reachability::forZeroAddress();
+  bool called = false;
+  reachability->whenUnreachable = [&](Reachability&) { called = true; };
+  ASSERT_FALSE(reachability->startNotifier());
+  env.time->runUntilIdle();
+  env.reachability->change(0);
+  reachability.reset();
+  env.time->runUntilIdle();
+  EXPECT_FALSE(called);
+}
+
+TEST(ReachabilityTest, NotifierFailuresAreReported) {
+  FakeSdk env;
+  env.reachability->refuseCallbacks(true);
+  auto refused = Reachability::forZeroAddress();
+  EXPECT_EQ(refused->startNotifier(), ReachabilityError::UnableToSetCallback);
+  EXPECT_FALSE(refused->notifierRunning());
+
+  env.reachability->refuseCallbacks(false);
+  env.reachability->setFlags(std::nullopt);
+  auto blind = Reachability::forZeroAddress();
+  EXPECT_EQ(blind->startNotifier(), ReachabilityError::UnableToGetInitialFlags);
+}
+
+}  // namespace
+}  // namespace vicinix
