@@ -40,31 +40,43 @@ int runConfigure(const ConfigureOptions& options) {
       VicinixConfigurator::keyString(VicinixDefaultsKey::requiredSdkVersionUpdateDate));
   auto answeredBefore = context.sdk().defaults().date(updateKey);
 
+  // The same freshness rule the configurator applies: is a required-version
+  // answer to be expected from this run?
+  int64_t period = VicinixConfigurator::requiredSdkVersionExpiration();
+  if (period == 0) period = 86400;
+  bool expectVersion =
+      !answeredBefore || std::chrono::system_clock::now() - *answeredBefore > std::chrono::seconds(period);
+
+  // As the SDK does at start: the headers then tell the backend the truth.
+  VicinixConfigurator::checkForInternetConnection();
   VicinixConfigurator::save(options.applicationKey);
   bool configured = false;
-  auto started = std::chrono::steady_clock::now();
   VicinixConfigurator::configure([&configured] { configured = true; });
   std::cerr << "configure: asked " << options.endpoint << " for the application configuration\n";
 
-  // The required-version query leaves 50 ms after the configuration query.
+  auto versionAnswered = [&] {
+    auto answeredAfter = context.sdk().defaults().date(updateKey);
+    return answeredAfter && answeredAfter != answeredBefore;
+  };
+  auto failed = [&] {
+    return !context.http().lastTransportError().empty() ||
+           !context.http().firstBackendError().empty();
+  };
   context.runUntil(
       [&] {
-        return context.http().inFlight() == 0 && std::chrono::steady_clock::now() - started > 80ms;
+        bool settled = failed() || (configured && (!expectVersion || versionAnswered()));
+        return settled && context.http().inFlight() == 0;
       },
       kReplyTimeout);
 
-  auto answeredAfter = context.sdk().defaults().date(updateKey);
-  bool versionAnswered = answeredAfter && answeredAfter != answeredBefore;
-  bool versionFresh = answeredBefore && !versionAnswered && context.http().completed() == 1;
-  if (!configured || (!versionAnswered && !versionFresh) ||
-      !context.http().firstBackendError().empty()) {
+  if (!configured || (expectVersion && !versionAnswered()) || failed()) {
     std::cerr << "configure: error: cannot configure from " << options.endpoint << ": "
               << backendProblem(context) << "\n";
     return 2;
   }
   std::cerr << "configure: configuration applied; required SDK version "
             << VicinixConfigurator::requiredSDKVersion()
-            << (versionAnswered ? " (answered now)" : " (still fresh)") << "; SDK "
+            << (expectVersion ? " (answered now)" : " (still fresh)") << "; SDK "
             << (VicinixConfigurator::sdkEnabled() ? "enabled" : "disabled by the backend") << "\n";
 
   int64_t before = storedEventCount();

@@ -5,9 +5,9 @@
 
 namespace vicinix {
 
-void fatal(std::string_view message, std::source_location where) {
-  std::fprintf(stderr, "vicinix: fatal error: %.*s (%s:%u)\n", static_cast<int>(message.size()),
-               message.data(), where.file_name(), static_cast<unsigned>(where.line()));
+void fatal(std::string_view message, const char* file, int line) {
+  std::fprintf(stderr, "vicinix: fatal error: %.*s (%s:%d)\n", static_cast<int>(message.size()),
+               message.data(), file, line);
   std::fflush(stderr);
   std::abort();
 }

@@ -79,10 +79,11 @@ std::optional<PlistValue> fromNode(plist_t node, int depth) {
   if (node == nullptr || depth > kMaxDepth) return std::nullopt;
   switch (plist_get_node_type(node)) {
     case PLIST_STRING: {
-      char* raw = nullptr;
-      plist_get_string_val(node, &raw);
-      std::unique_ptr<char, MallocDeleter> text(raw);
-      return PlistValue(std::string(text ? text.get() : ""));
+      // By pointer and length: the copying getter asserts on an embedded NUL,
+      // which a damaged file can hold.
+      uint64_t length = 0;
+      const char* text = plist_get_string_ptr(node, &length);
+      return PlistValue(text ? std::string(text, length) : std::string());
     }
     case PLIST_UINT: {
       uint64_t number = 0;
@@ -107,12 +108,9 @@ std::optional<PlistValue> fromNode(plist_t node, int depth) {
       return PlistValue(Date(std::chrono::duration_cast<Date::duration>(sinceEpoch)));
     }
     case PLIST_DATA: {
-      char* raw = nullptr;
       uint64_t length = 0;
-      plist_get_data_val(node, &raw, &length);
-      std::unique_ptr<char, MallocDeleter> bytes(raw);
-      auto* begin = reinterpret_cast<const uint8_t*>(bytes.get());
-      return PlistValue(PlistValue::Data(begin, begin + (bytes ? length : 0)));
+      const auto* begin = reinterpret_cast<const uint8_t*>(plist_get_data_ptr(node, &length));
+      return PlistValue(PlistValue::Data(begin, begin + (begin ? length : 0)));
     }
     case PLIST_ARRAY: {
       PlistValue::Array array;

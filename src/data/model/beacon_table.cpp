@@ -43,8 +43,8 @@ std::optional<Beacon> BeaconTable::find(const std::string& id) {
 std::optional<Beacon> BeaconTable::first(const std::string& namespace_,
                                          const std::string& instance) {
   auto guard = database_.lock();
-  auto& query = database_.statement(std::string(kSelect) +
-                                    "WHERE namespace = ?1 AND instance = ?2 ORDER BY rowid LIMIT 1");
+  auto& query = database_.statement(
+      std::string(kSelect) + "WHERE namespace = ?1 AND instance = ?2 ORDER BY rowid LIMIT 1");
   query.bind(1, namespace_);
   query.bind(2, instance);
   return readFirst(query, readBeacon);

@@ -1,14 +1,14 @@
 #pragma once
 
+#include <SQLiteCpp/Database.h>
+#include <SQLiteCpp/Statement.h>
+
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <unordered_map>
-
-#include <SQLiteCpp/Database.h>
-#include <SQLiteCpp/Statement.h>
 
 #include "data/model/database_configuration.h"
 
@@ -33,9 +33,7 @@ class Database {
   // prepared once per connection. Use it under lock().
   SQLite::Statement& statement(const std::string& sql);
   SQLite::Database& connection() { return connection_; }
-  [[nodiscard]] std::unique_lock<std::recursive_mutex> lock() {
-    return std::unique_lock(mutex_);
-  }
+  [[nodiscard]] std::unique_lock<std::recursive_mutex> lock() { return std::unique_lock(mutex_); }
 
   explicit Database(SQLite::Database connection);
 

@@ -11,7 +11,9 @@ namespace vicinix {
 EventFactory::EventFactory(Sdk& sdk)
     : sdk_(sdk), realm_(Database::open(RealmConfigurator::vicinixConfiguration())) {}
 
-EventFactory& EventFactory::shared() { return Sdk::current().shared<EventFactory>(); }
+EventFactory& EventFactory::shared() {
+  return Sdk::current().shared<EventFactory>();
+}
 
 void EventFactory::create(EventType type, const std::optional<std::string>& campaignId,
                           const Beacon* beacon) {

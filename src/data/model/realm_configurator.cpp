@@ -22,8 +22,8 @@ class ConfigurationHolder {
   DatabaseConfiguration configuration;
 };
 
-// The freedesktop convention backup tools (Déjà Dup among them) honour; the
-// database is rebuilt from the backend, so a backup would only carry stale rows.
+// The freedesktop way of saying "do not back this up": the database is rebuilt
+// from the backend, so a backup would only carry stale rows around.
 void markExcludedFromBackup([[maybe_unused]] const std::filesystem::path& directory) {
 #if __has_include(<sys/xattr.h>)
   static constexpr char kValue[] = "false";
@@ -50,10 +50,11 @@ void RealmConfigurator::createRealmDirectoryIfNeeded() {
     markExcludedFromBackup(directory);
     return;
   }
+  // Without the directory the database cannot open and every store stays
+  // inert; the SDK runs on without persistence rather than stopping the host.
   if (error) {
-    std::filesystem::filesystem_error description("cannot create directory", directory, error);
-    Sdk::current().log().systemLine(std::string("Unable to create directory ") +
-                                    description.what());
+    Sdk::current().log().systemLine("Unable to create directory " + error.message() + " (" +
+                                    directory.string() + ")");
   }
 }
 

@@ -1,12 +1,12 @@
 #pragma once
 
+#include <SQLiteCpp/Column.h>
+#include <SQLiteCpp/Statement.h>
+
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <SQLiteCpp/Column.h>
-#include <SQLiteCpp/Statement.h>
 
 #include "platform/clock.h"
 

@@ -41,7 +41,9 @@ size_t appendBody(char* data, size_t size, size_t count, void* user) {
   return bytes;
 }
 
-bool hasLineBreak(const std::string& text) { return text.find_first_of("\r\n") != text.npos; }
+bool hasLineBreak(const std::string& text) {
+  return text.find_first_of("\r\n") != text.npos;
+}
 
 // Empty when the handle is ready; otherwise why the request cannot be sent.
 std::string prepare(Transfer& transfer) {
@@ -62,8 +64,8 @@ std::string prepare(Transfer& transfer) {
   // curl would otherwise hold bodies over 1 KiB back for a 100-continue.
   transfer.headers = curl_slist_append(transfer.headers, "Expect:");
 
-  long timeoutMs = request.timeout.count() > 0 ? static_cast<long>(request.timeout.count())
-                                               : kDefaultTimeoutMs;
+  long timeoutMs =
+      request.timeout.count() > 0 ? static_cast<long>(request.timeout.count()) : kDefaultTimeoutMs;
   curl_easy_setopt(easy, CURLOPT_URL, request.url.c_str());
   curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
@@ -209,10 +211,10 @@ class CurlHttpClient final : public HttpClient {
   }
 
   void complete(Transfer& transfer, HttpResponse response) {
-    mainQueue_->async([completion = std::move(transfer.completion),
-                       response = std::move(response)]() mutable {
-      completion(std::move(response));
-    });
+    mainQueue_->async(
+        [completion = std::move(transfer.completion), response = std::move(response)]() mutable {
+          completion(std::move(response));
+        });
   }
 
   std::shared_ptr<DispatchQueue> mainQueue_;

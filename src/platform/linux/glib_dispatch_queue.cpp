@@ -170,11 +170,19 @@ struct TimerCore {
   std::mutex mutex;
   std::condition_variable handlerReturned;
   int64_t deadline = -1;
+  int64_t readyTime = -1;  // what the GSource was last told; may be earlier than `deadline`
   bool alive = true;
   std::thread::id firingThread;
   GSource* source = nullptr;
   Task handler;
   std::shared_ptr<QueueCore> queue;
+
+  // Caller holds the mutex.
+  void tell(int64_t time) {
+    if (time == readyTime) return;
+    readyTime = time;
+    g_source_set_ready_time(source, time);
+  }
 };
 
 struct TimerGSource {
@@ -189,12 +197,12 @@ gboolean dispatchTimer(GSource* source, GSourceFunc, gpointer) {
     bool due = core->alive && core->deadline >= 0 && core->deadline <= g_get_monotonic_time() &&
                !core->queue->closed.load(std::memory_order_acquire);
     if (!due) {
-      // Disarmed or moved later after GLib had already picked the source.
-      g_source_set_ready_time(source, core->alive ? core->deadline : -1);
+      // Disarmed or moved later since GLib was last told: sleep on.
+      core->tell(core->alive ? core->deadline : -1);
       return G_SOURCE_CONTINUE;
     }
     core->deadline = -1;
-    g_source_set_ready_time(source, -1);
+    core->tell(-1);
     core->firingThread = std::this_thread::get_id();
   }
   {
@@ -213,8 +221,10 @@ void finalizeTimer(GSource* source) {
 
 GSourceFuncs kTimerSourceFuncs = {nullptr, nullptr, dispatchTimer, finalizeTimer, nullptr, nullptr};
 
-// One GSource for the timer's whole life: arming only moves its ready time,
-// which is thread-safe, wakes the context and allocates nothing.
+// One GSource for the timer's whole life: arming moves its ready time, which
+// is thread-safe and allocates nothing. Pushing a deadline later (what every
+// beacon sighting does to its lost timer) does not even wake the context: it
+// wakes at the earlier time, finds nothing due and sleeps on.
 class GlibTimerSource final : public TimerSource {
  public:
   GlibTimerSource(std::shared_ptr<QueueCore> queue, GMainContext* context, Task handler)
@@ -249,14 +259,13 @@ class GlibTimerSource final : public TimerSource {
   void arm(Duration delay) override {
     std::lock_guard lock(core_->mutex);
     core_->deadline = deadlineAfter(delay);
-    g_source_set_ready_time(core_->source, core_->deadline);
+    if (core_->readyTime < 0 || core_->readyTime > core_->deadline) core_->tell(core_->deadline);
   }
 
-  // Any thread.
+  // Any thread. The context may still wake once at the old deadline.
   void disarm() override {
     std::lock_guard lock(core_->mutex);
     core_->deadline = -1;
-    g_source_set_ready_time(core_->source, -1);
   }
 
  private:
@@ -287,8 +296,7 @@ class SyncSignal {
 
 // Spins a serial queue's private context until `stop`. The context is the
 // thread default, so GIO calls made from its tasks report back to it.
-void spinContext(GMainContext* context, std::shared_ptr<std::atomic<bool>> stop,
-                 std::string name) {
+void spinContext(GMainContext* context, std::shared_ptr<std::atomic<bool>> stop, std::string name) {
   name.resize(std::min<size_t>(name.size(), 15));  // the kernel's limit for thread names
   pthread_setname_np(pthread_self(), name.c_str());
   g_main_context_push_thread_default(context);
@@ -347,8 +355,12 @@ class GlibQueue final : public DispatchQueue {
     return std::make_unique<GlibTimerSource>(core_, context_, std::move(handler));
   }
 
+  // Waits on the calling thread. From the thread that runs this queue's
+  // context it could only deadlock, so that is a programming error.
   void sync(Task task) override {
-    if (isCurrent()) fatal("sync() on queue \"" + label_ + "\" from its own task");
+    if (isCurrent() || g_main_context_is_owner(context_)) {
+      fatal("sync() on queue \"" + label_ + "\" from the thread that runs it");
+    }
     auto signal = std::make_shared<SyncSignal>();
     async([task = std::move(task), signal] {
       task();
@@ -375,8 +387,8 @@ class GlibQueueFactory final : public DispatchQueueFactory {
   std::shared_ptr<DispatchQueue> mainQueue() override {
     std::lock_guard lock(mutex_);
     if (!main_) {
-      main_ = std::make_shared<GlibQueue>(g_main_context_ref(g_main_context_default()), "main",
-                                          false);
+      main_ =
+          std::make_shared<GlibQueue>(g_main_context_ref(g_main_context_default()), "main", false);
     }
     return main_;
   }

@@ -96,7 +96,8 @@ void forEachAttribute(rtattr* first, int length, Visit visit) {
 
 uint32_t attributeU32(const rtattr& attribute) {
   uint32_t value = 0;
-  if (RTA_PAYLOAD(&attribute) >= sizeof value) std::memcpy(&value, RTA_DATA(&attribute), sizeof value);
+  if (RTA_PAYLOAD(&attribute) >= sizeof value)
+    std::memcpy(&value, RTA_DATA(&attribute), sizeof value);
   return value;
 }
 
@@ -105,7 +106,74 @@ std::string attributeString(const rtattr& attribute) {
   return std::string(text, strnlen(text, RTA_PAYLOAD(&attribute)));
 }
 
-bool linkIsDown(unsigned flags) { return (flags & (RTNH_F_DEAD | RTNH_F_LINKDOWN)) != 0; }
+bool linkIsDown(unsigned flags) {
+  return (flags & (RTNH_F_DEAD | RTNH_F_LINKDOWN)) != 0;
+}
+
+int firstLiveNexthop(rtattr& multipath) {
+  auto* nexthop = static_cast<rtnexthop*>(RTA_DATA(&multipath));
+  int left = static_cast<int>(RTA_PAYLOAD(&multipath));
+  while (RTNH_OK(nexthop, left)) {
+    if (!linkIsDown(nexthop->rtnh_flags)) return nexthop->rtnh_ifindex;
+    left -= NLMSG_ALIGN(nexthop->rtnh_len);
+    nexthop = RTNH_NEXT(nexthop);
+  }
+  return 0;
+}
+
+struct RouteAttributes {
+  uint32_t table = 0;
+  uint32_t priority = 0;
+  int interface = 0;  // 0 when no path is usable
+  bool viaGateway = false;
+};
+
+RouteAttributes readRoute(nlmsghdr& message) {
+  auto* route = static_cast<rtmsg*>(NLMSG_DATA(&message));
+  RouteAttributes found;
+  found.table = route->rtm_table;  // tables above 255 only come as RTA_TABLE
+  forEachAttribute(RTM_RTA(route), static_cast<int>(RTM_PAYLOAD(&message)), [&](rtattr& attribute) {
+    switch (attribute.rta_type) {
+      case RTA_TABLE:
+        found.table = attributeU32(attribute);
+        break;
+      case RTA_PRIORITY:
+        found.priority = attributeU32(attribute);
+        break;
+      case RTA_OIF:
+        found.interface = static_cast<int>(attributeU32(attribute));
+        break;
+      case RTA_GATEWAY:
+        found.viaGateway = true;
+        break;
+      case RTA_MULTIPATH:
+        if (found.interface == 0) found.interface = firstLiveNexthop(attribute);
+        break;
+    }
+  });
+  return found;
+}
+
+struct LinkAttributes {
+  std::string name;
+  std::string kind;  // "veth", "wwan", ...; empty for plain hardware
+};
+
+LinkAttributes readLink(nlmsghdr& message) {
+  auto* link = static_cast<ifinfomsg*>(NLMSG_DATA(&message));
+  LinkAttributes found;
+  forEachAttribute(IFLA_RTA(link), static_cast<int>(IFLA_PAYLOAD(&message)),
+                   [&](rtattr& attribute) {
+                     if (attribute.rta_type == IFLA_IFNAME) found.name = attributeString(attribute);
+                     if (attribute.rta_type != IFLA_LINKINFO) return;
+                     forEachAttribute(static_cast<rtattr*>(RTA_DATA(&attribute)),
+                                      static_cast<int>(RTA_PAYLOAD(&attribute)), [&](rtattr& info) {
+                                        if (info.rta_type == IFLA_INFO_KIND)
+                                          found.kind = attributeString(info);
+                                      });
+                   });
+  return found;
+}
 
 // Asks the kernel over one socket. Several threads (callers of flags() and the
 // watcher) share it, so every exchange holds the lock.
@@ -160,9 +228,7 @@ class RouteReader {
   std::optional<ReachabilityFlags> defaultRouteFlags() {
     // A dump that raced a routing change says so; read it again.
     for (int attempt = 0; attempt < 3; ++attempt) {
-      int bestInterface = 0;
-      uint32_t bestPriority = 0;
-      bool found = false;
+      std::optional<RouteAttributes> best;
       Request request(RTM_GETROUTE, NLM_F_REQUEST | NLM_F_DUMP);
       request.append<rtmsg>()->rtm_family = AF_INET;
       Outcome outcome = exchange(request, [&](nlmsghdr& message) {
@@ -172,46 +238,20 @@ class RouteReader {
             route->rtm_type != RTN_UNICAST || linkIsDown(route->rtm_flags)) {
           return;
         }
-        uint32_t table = route->rtm_table;
-        uint32_t priority = 0;
-        int interface = 0;
-        forEachAttribute(RTM_RTA(route), static_cast<int>(RTM_PAYLOAD(&message)),
-                         [&](rtattr& attribute) {
-                           if (attribute.rta_type == RTA_TABLE) table = attributeU32(attribute);
-                           if (attribute.rta_type == RTA_PRIORITY) priority = attributeU32(attribute);
-                           if (attribute.rta_type == RTA_OIF) interface = static_cast<int>(attributeU32(attribute));
-                           if (attribute.rta_type == RTA_MULTIPATH && interface == 0) {
-                             interface = firstLiveNexthop(attribute);
-                           }
-                         });
+        RouteAttributes found = readRoute(message);
         // With every path of a multipath route down there is no way out.
-        if (table != RT_TABLE_MAIN || interface == 0) return;
+        if (found.table != RT_TABLE_MAIN || found.interface == 0) return;
         // The kernel prefers the lowest metric; so do we.
-        if (!found || priority < bestPriority) {
-          found = true;
-          bestPriority = priority;
-          bestInterface = interface;
-        }
+        if (!best || found.priority < best->priority) best = found;
       });
       if (outcome == Outcome::kInterrupted) continue;
       if (outcome != Outcome::kDone) return std::nullopt;
-      if (!found) return ReachabilityFlags{0};
+      if (!best) return ReachabilityFlags{0};
       ReachabilityFlags flags = kReachabilityReachable;
-      if (isCellular(bestInterface)) flags |= kReachabilityIsWWAN;
+      if (isCellular(best->interface)) flags |= kReachabilityIsWWAN;
       return flags;
     }
     return std::nullopt;
-  }
-
-  static int firstLiveNexthop(rtattr& multipath) {
-    auto* nexthop = static_cast<rtnexthop*>(RTA_DATA(&multipath));
-    int left = static_cast<int>(RTA_PAYLOAD(&multipath));
-    while (RTNH_OK(nexthop, left)) {
-      if (!linkIsDown(nexthop->rtnh_flags)) return nexthop->rtnh_ifindex;
-      left -= NLMSG_ALIGN(nexthop->rtnh_len);
-      nexthop = RTNH_NEXT(nexthop);
-    }
-    return 0;
   }
 
   // What the kernel would do with a packet to `address` right now.
@@ -226,24 +266,19 @@ class RouteReader {
     Outcome outcome = exchange(request, [&](nlmsghdr& message) {
       if (message.nlmsg_type != RTM_NEWROUTE) return;
       auto* route = static_cast<rtmsg*>(NLMSG_DATA(&message));
-      bool viaGateway = false;
-      forEachAttribute(RTM_RTA(route), static_cast<int>(RTM_PAYLOAD(&message)),
-                       [&](rtattr& attribute) {
-                         if (attribute.rta_type == RTA_GATEWAY) viaGateway = true;
-                         if (attribute.rta_type == RTA_OIF) interface = static_cast<int>(attributeU32(attribute));
-                       });
       if (route->rtm_type == RTN_LOCAL) {
         flags = kReachabilityReachable | kReachabilityIsLocalAddress | kReachabilityIsDirect;
-        interface = 0;
       } else if (route->rtm_type == RTN_UNICAST) {
+        RouteAttributes found = readRoute(message);
         flags = kReachabilityReachable;
-        if (!viaGateway) flags |= kReachabilityIsDirect;
+        if (!found.viaGateway) flags |= kReachabilityIsDirect;
+        interface = found.interface;
       }
     });
     // The kernel answers "network unreachable" and the like as errors.
     if (outcome == Outcome::kKernelError) return ReachabilityFlags{0};
     if (outcome != Outcome::kDone) return std::nullopt;
-    if (flags != 0 && interface != 0 && isCellular(interface)) flags |= kReachabilityIsWWAN;
+    if (interface != 0 && isCellular(interface)) flags |= kReachabilityIsWWAN;
     return flags;
   }
 
@@ -251,31 +286,16 @@ class RouteReader {
   // the kernel's WWAN framework makes links of kind "wwan", and older USB modem
   // drivers mark their devices DEVTYPE=wwan.
   bool isCellular(int interface) {
-    std::string name;
-    std::string kind;
+    LinkAttributes link;
     Request request(RTM_GETLINK, NLM_F_REQUEST);
     request.append<ifinfomsg>()->ifi_index = interface;
     Outcome outcome = exchange(request, [&](nlmsghdr& message) {
-      if (message.nlmsg_type != RTM_NEWLINK) return;
-      auto* link = static_cast<ifinfomsg*>(NLMSG_DATA(&message));
-      forEachAttribute(IFLA_RTA(link), static_cast<int>(IFLA_PAYLOAD(&message)),
-                       [&](rtattr& attribute) {
-                         if (attribute.rta_type == IFLA_IFNAME) name = attributeString(attribute);
-                         if (attribute.rta_type == IFLA_LINKINFO) {
-                           forEachAttribute(static_cast<rtattr*>(RTA_DATA(&attribute)),
-                                            static_cast<int>(RTA_PAYLOAD(&attribute)),
-                                            [&](rtattr& info) {
-                                              if (info.rta_type == IFLA_INFO_KIND) {
-                                                kind = attributeString(info);
-                                              }
-                                            });
-                         }
-                       });
+      if (message.nlmsg_type == RTM_NEWLINK) link = readLink(message);
     });
-    if (outcome != Outcome::kDone || name.empty()) return false;
-    if (name.starts_with("ww") || kind == "wwan") return true;
+    if (outcome != Outcome::kDone || link.name.empty()) return false;
+    if (link.name.starts_with("ww") || link.kind == "wwan") return true;
     // sysfs shows the namespace it was mounted in, which is ours outside tests.
-    std::ifstream uevent("/sys/class/net/" + name + "/uevent");
+    std::ifstream uevent("/sys/class/net/" + link.name + "/uevent");
     for (std::string line; std::getline(uevent, line);) {
       if (line == "DEVTYPE=wwan") return true;
     }
@@ -349,8 +369,9 @@ class NetlinkTarget final : public ReachabilityTarget {
   // Any thread; the answer comes from the namespace the target was made in.
   std::optional<ReachabilityFlags> flags() override { return reader_->flags(address_); }
 
-  // Any thread. Changes are reported on the watcher thread, compared with the
-  // flags read here, so the callback does not run for the state it started in.
+  // Any thread, but not overlapping clearCallback(). Changes are reported on
+  // the watcher thread, compared with the flags read here, so the callback
+  // does not run for the state it started in.
   bool setCallback(Callback callback) override {
     clearCallback();
     auto watch = std::make_shared<Watch>();
@@ -368,7 +389,8 @@ class NetlinkTarget final : public ReachabilityTarget {
     return true;
   }
 
-  // Any thread, also from inside the callback.
+  // Any thread, also from inside the callback. Once it returns the callback
+  // is not called again (unless it is the caller).
   void clearCallback() override {
     if (!watch_) return;
     watch_->requestStop();

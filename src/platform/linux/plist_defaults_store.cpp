@@ -185,8 +185,8 @@ class PlistDefaultsStore final : public DefaultsStore {
     // Starting afresh must not cost the user the old file: it may still be
     // recoverable by hand.
     if (auto aside = moveAside(file_)) {
-      log_->systemLine("settings file " + file_.string() + " unusable (" + problem +
-                       "); kept as " + aside->filename().string() + ", starting from defaults");
+      log_->systemLine("settings file " + file_.string() + " unusable (" + problem + "); kept as " +
+                       aside->filename().string() + ", starting from defaults");
     } else {
       log_->systemLine("settings file " + file_.string() + " unusable (" + problem +
                        ") and could not be kept aside (" + std::strerror(errno) +

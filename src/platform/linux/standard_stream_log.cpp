@@ -27,6 +27,8 @@ class StandardStreamLog final : public Log {
 
 }  // namespace
 
-std::shared_ptr<Log> makeStandardStreamLog() { return std::make_shared<StandardStreamLog>(); }
+std::shared_ptr<Log> makeStandardStreamLog() {
+  return std::make_shared<StandardStreamLog>();
+}
 
 }  // namespace vicinix

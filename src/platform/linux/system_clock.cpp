@@ -10,6 +10,8 @@ class SystemClock final : public Clock {
 
 }  // namespace
 
-std::shared_ptr<Clock> makeSystemClock() { return std::make_shared<SystemClock>(); }
+std::shared_ptr<Clock> makeSystemClock() {
+  return std::make_shared<SystemClock>();
+}
 
 }  // namespace vicinix

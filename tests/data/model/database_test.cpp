@@ -1,8 +1,9 @@
+#include "data/model/database.h"
+
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 
-#include "data/model/database.h"
 #include "data/model/event_table.h"
 #include "platform/fake/fake_sdk.h"
 
@@ -59,19 +60,6 @@ TEST(DatabaseTest, RefusesFilesItCannotOpenOrDoesNotUnderstand) {
   newer.reset();
   EXPECT_EQ(Database::open({.fileURL = env.appData() / "b.db"}), nullptr);
   EXPECT_NE(Database::open({.fileURL = env.appData() / "b.db", .schemaVersion = 3}), nullptr);
-}
-
-TEST(DatabaseTest, StatementsArePreparedOnceAndComeBackClean) {
-  FakeSdk env;
-  auto database = Database::open({.fileURL = env.appData() / "a.db"});
-  ASSERT_NE(database, nullptr);
-  auto& first = database->statement("SELECT ?1");
-  first.bind(1, 5);
-  ASSERT_TRUE(first.executeStep());  // left mid-way on purpose
-  auto& second = database->statement("SELECT ?1");
-  EXPECT_EQ(&first, &second);
-  ASSERT_TRUE(second.executeStep());
-  EXPECT_TRUE(second.isColumnNull(0));  // the old binding is gone
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
+#include "data/model/event_factory.h"
+
 #include <gtest/gtest.h>
 
-#include "data/model/event_factory.h"
 #include "data/model/event_table.h"
 #include "platform/fake/fake_sdk.h"
 
@@ -20,12 +21,12 @@ TEST_F(EventFactoryTest, RecordsTypeAndLocalTimestampWithoutLinks) {
 
   auto events = recorded();
   ASSERT_EQ(events.size(), 1u);
-  EXPECT_EQ(events[0].type, "APP_STARTED");
-  EXPECT_EQ(events[0].timestamp, "2024-03-01T09:15:02.517+0100");
-  EXPECT_EQ(events[0].created, FakeSdk::defaultStart());
-  EXPECT_EQ(events[0].campaignId, std::nullopt);
-  EXPECT_EQ(events[0].beaconNamespace, std::nullopt);
-  EXPECT_EQ(events[0].beaconInstance, std::nullopt);
+  EXPECT_EQ(events[0], (Event{.id = events[0].id,
+                              .type = "APP_STARTED",
+                              .created = FakeSdk::defaultStart(),
+                              .timestamp = "2024-03-01T09:15:02.517+0100"}));
+  EXPECT_EQ(events[0].id.size(), 36u);
+  EXPECT_EQ(events[0].id.find_first_of("abcdef"), std::string::npos) << events[0].id;
 }
 
 TEST_F(EventFactoryTest, NotificationCarriesCampaignAndBeacon) {
@@ -46,18 +47,22 @@ TEST_F(EventFactoryTest, KeepsTheDeviceStateOfTheMomentInRecordedOrder) {
   auto& factory = EventFactory::shared();
   factory.create(EventType::appStarted);
   env_.defaults->setBool("VicinixBluetoothOnDefaultsKey", true);
+  env_.defaults->setBool("VicinixInternetConnectionDefaultsKey", true);
+  env_.defaults->setBool("VicinixNotificationsAllowedDefaultsKey", true);
   env_.location->enabled = true;
   factory.create(EventType::list);
   factory.create(EventType::appClosed);
 
   auto events = recorded();
   ASSERT_EQ(events.size(), 3u);
-  EXPECT_FALSE(events[0].hasBluetoothTurnedOn);
-  EXPECT_FALSE(events[0].hasLocationPermission);
-  EXPECT_TRUE(events[1].hasBluetoothTurnedOn);
-  EXPECT_TRUE(events[1].hasLocationPermission);
+  EXPECT_EQ(events[0].type, "APP_STARTED");
+  EXPECT_FALSE(events[0].hasBluetoothTurnedOn || events[0].hasInternetConnection ||
+               events[0].hasLocationPermission || events[0].hasNotificationPermission);
   EXPECT_EQ(events[1].type, "CAMPAIGNS_LIST");
+  EXPECT_TRUE(events[1].hasBluetoothTurnedOn && events[1].hasInternetConnection &&
+              events[1].hasLocationPermission && events[1].hasNotificationPermission);
   EXPECT_EQ(events[2].type, "APP_CLOSED");
+  EXPECT_NE(events[0].id, events[1].id);
 }
 
 TEST_F(EventFactoryTest, DeleteAllEventsEmptiesTheStoreQuietly) {

@@ -47,14 +47,22 @@ TEST(RealmConfiguratorTest, FirstBuildCreatesTheMarkedDirectoryOnce) {
   EXPECT_TRUE(env.log->systemLines().empty());
 }
 
-TEST(RealmConfiguratorTest, AnExistingDirectoryIsLeftAlone) {
-  FakeSdk env;
-  const fs::path directory = RealmConfigurator::realmDirectory();
-  fs::create_directories(directory);
-  RealmConfigurator::createRealmDirectoryIfNeeded();
-  if (userXattrsWork(env.appData())) {
-    EXPECT_EQ(backupMark(directory), "<none>");
+TEST(RealmConfiguratorTest, WhateverIsAlreadyAtThePathIsLeftAlone) {
+  {
+    FakeSdk env;
+    const fs::path directory = RealmConfigurator::realmDirectory();
+    fs::create_directories(directory);
+    RealmConfigurator::createRealmDirectoryIfNeeded();
+    if (userXattrsWork(env.appData())) {
+      EXPECT_EQ(backupMark(directory), "<none>");
+    }
   }
+  FakeSdk env;
+  fs::create_directories(env.appData() / "Library" / "Vicinix");
+  std::ofstream(RealmConfigurator::realmDirectory()) << "squatter";
+  EXPECT_EQ(EventFactory::shared().realm(), nullptr);
+  EXPECT_TRUE(env.log->systemLines().empty());
+  EXPECT_TRUE(fs::is_regular_file(RealmConfigurator::realmDirectory()));
 }
 
 TEST(RealmConfiguratorTest, AFileInTheWayIsLoggedAndLeavesTheStoreInert) {
@@ -72,16 +80,6 @@ TEST(RealmConfiguratorTest, AFileInTheWayIsLoggedAndLeavesTheStoreInert) {
   factory.create(EventType::appStarted);
   factory.deleteAllEvents();
   EXPECT_EQ(env.log->debugLines().size(), 1u);
-}
-
-TEST(RealmConfiguratorTest, AFileAtTheDirectoryItselfIsNotCreatedOver) {
-  FakeSdk env;
-  fs::create_directories(env.appData() / "Library" / "Vicinix");
-  std::ofstream(RealmConfigurator::realmDirectory()) << "squatter";
-
-  EXPECT_EQ(EventFactory::shared().realm(), nullptr);
-  EXPECT_TRUE(env.log->systemLines().empty());
-  EXPECT_TRUE(fs::is_regular_file(RealmConfigurator::realmDirectory()));
 }
 
 }  // namespace

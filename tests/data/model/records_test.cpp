@@ -2,9 +2,7 @@
 
 #include "data/model/attribute.h"
 #include "data/model/campaign.h"
-#include "data/model/event.h"
 #include "data/model/event_type.h"
-#include "platform/fake/fake_sdk.h"
 
 namespace vicinix {
 namespace {
@@ -34,12 +32,20 @@ TEST(AttributeTest, ImageNameNeedsAComponentLongerThanOneCharacter) {
 }
 
 TEST(EventTypeTest, RawValuesRoundTripAndStrangersAreRejected) {
-  const EventType all[] = {EventType::newInstallation, EventType::campaignDetailFromNotification,
-                           EventType::campaignDetailFromList, EventType::notification,
-                           EventType::list, EventType::appStarted, EventType::appClosed};
-  const char* raw[] = {"NEW_INSTALLATION", "CAMPAIGN_DETAIL_FROM_PULL_NOTIFICATION",
-                       "CAMPAIGN_DETAIL_FROM_CAMPAIGNS_LIST", "PULL_NOTIFICATION",
-                       "CAMPAIGNS_LIST", "APP_STARTED", "APP_CLOSED"};
+  const EventType all[] = {EventType::newInstallation,
+                           EventType::campaignDetailFromNotification,
+                           EventType::campaignDetailFromList,
+                           EventType::notification,
+                           EventType::list,
+                           EventType::appStarted,
+                           EventType::appClosed};
+  const char* raw[] = {"NEW_INSTALLATION",
+                       "CAMPAIGN_DETAIL_FROM_PULL_NOTIFICATION",
+                       "CAMPAIGN_DETAIL_FROM_CAMPAIGNS_LIST",
+                       "PULL_NOTIFICATION",
+                       "CAMPAIGNS_LIST",
+                       "APP_STARTED",
+                       "APP_CLOSED"};
   for (size_t i = 0; i < std::size(all); ++i) {
     EXPECT_EQ(rawValue(all[i]), raw[i]);
     EXPECT_EQ(eventTypeFromRawValue(raw[i]), all[i]);
@@ -47,26 +53,6 @@ TEST(EventTypeTest, RawValuesRoundTripAndStrangersAreRejected) {
   for (const char* stranger : {"", "app_started", "APP_STARTED ", "NOTIFICATION", "appStarted"}) {
     EXPECT_EQ(eventTypeFromRawValue(stranger), std::nullopt) << stranger;
   }
-}
-
-TEST(EventTest, MakeNewTakesIdTimeAndDeviceState) {
-  FakeSdk env;
-  env.defaults->setBool("VicinixInternetConnectionDefaultsKey", true);
-  env.defaults->setBool("VicinixNotificationsAllowedDefaultsKey", true);
-  env.location->enabled = true;
-
-  Event event = Event::makeNew(env.sdk());
-  EXPECT_EQ(event.id.size(), 36u);
-  EXPECT_EQ(event.id.find_first_of("abcdef"), std::string::npos) << event.id;
-  EXPECT_NE(Event::makeNew(env.sdk()).id, event.id);
-  EXPECT_EQ(event.created, FakeSdk::defaultStart());
-  EXPECT_FALSE(event.hasBluetoothTurnedOn);
-  EXPECT_TRUE(event.hasInternetConnection);
-  EXPECT_TRUE(event.hasLocationPermission);
-  EXPECT_TRUE(event.hasNotificationPermission);
-
-  env.defaults->setBool("VicinixBluetoothOnDefaultsKey", true);
-  EXPECT_TRUE(Event::makeNew(env.sdk()).hasBluetoothTurnedOn);
 }
 
 }  // namespace

@@ -34,17 +34,39 @@ class TablesTest : public ::testing::Test {
 TEST_F(TablesTest, EveryRecordRoundTripsWithAndWithoutItsOptionals) {
   Beacon beacon{"b1", "ns", "inst", kWhen, kWhen + microseconds(1)};
   Beacon bare{.id = "b2", .namespace_ = "ns2", .instance = "i2", .created = kWhen};
-  Campaign campaign{"c1",    "title", "text",    "https://x/n.png", "PUSH",
-                    "https://x/detail", "https://x/l.png", "list title", "list text",
-                    false,   "inapp", 3600,      5,                 kWhen,
-                    kWhen + microseconds(2), kWhen - microseconds(3), 4};
+  Campaign campaign{.id = "c1",
+                    .notificationTitle = "title",
+                    .notificationText = "text",
+                    .notificationImagePath = "https://x/n.png",
+                    .type = "PUSH",
+                    .detailURLPath = "https://x/detail",
+                    .listImagePath = "https://x/l.png",
+                    .listTitle = "list title",
+                    .listText = "list text",
+                    .isActive = false,
+                    .inAppEvent = "inapp",
+                    .cooldown = 3600,
+                    .maximumNotificationsPerUser = 5,
+                    .created = kWhen,
+                    .updated = kWhen + microseconds(2),
+                    .notificationSent = kWhen - microseconds(3),
+                    .notificationCount = 4};
   Campaign plain{.id = "c2", .created = kWhen};
   Block block{"k1", "IMAGE", 1, "c1"};
   Block orphan{.id = "k2", .type = "TEXT", .sortIndex = 2};
   Attribute attribute{"a1", "src", "https://x/a.png", 0, "k1"};
   Attribute loose{.id = "a2", .key = "alt", .value = ""};
-  Event event{"e1", "PULL_NOTIFICATION", kWhen, "2024-03-01T09:15:02.517+0100", "c1", "ns",
-              "inst", true, true, true, true};
+  Event event{.id = "e1",
+              .type = "PULL_NOTIFICATION",
+              .created = kWhen,
+              .timestamp = "2024-03-01T09:15:02.517+0100",
+              .campaignId = "c1",
+              .beaconNamespace = "ns",
+              .beaconInstance = "inst",
+              .hasBluetoothTurnedOn = true,
+              .hasInternetConnection = true,
+              .hasLocationPermission = true,
+              .hasNotificationPermission = true};
   Event quiet{.id = "e2", .type = "APP_STARTED", .created = kWhen, .timestamp = "t"};
 
   commit([&] {
