@@ -61,7 +61,7 @@ std::string prepare(Transfer& transfer) {
     std::string line = value.empty() ? name + ";" : name + ": " + value;
     transfer.headers = curl_slist_append(transfer.headers, line.c_str());
   }
-  // curl would otherwise hold bodies over 1 KiB back for a 100-continue.
+  // curl would otherwise hold bodies over 1 MiB back for a 100-continue.
   transfer.headers = curl_slist_append(transfer.headers, "Expect:");
 
   long timeoutMs =

@@ -118,51 +118,51 @@ TEST(GlibDispatchQueue, DestroyingASerialQueueDropsWaitingWorkWithoutWaitingForI
   EXPECT_EQ(captured.use_count(), 1);
 }
 
-TEST(GlibDispatchQueue, SerialQueueMayBeReleasedByItsOwnTask) {
-  // The last reference sits in a task; dropping it destroys the queue on its
-  // own thread, which must not try to join itself.
-  struct LastReference {
-    std::shared_ptr<DispatchQueue> queue;
-    std::promise<void> released;
-    ~LastReference() {
-      queue.reset();
-      released.set_value();
-    }
+TEST(GlibDispatchQueue, SerialQueueMayBeReleasedByItsOwnTaskAndDropsWhatFollows) {
+  // Promises something when it is destroyed, run or dropped alike.
+  struct OnDestruction {
+    std::function<void()> action;
+    ~OnDestruction() { action(); }
   };
-  auto holder = std::make_shared<LastReference>();
-  holder->queue = makeGlibDispatchQueueFactory()->makeSerialQueue("self-releasing");
-  auto released = holder->released.get_future();
+  auto holder = std::make_shared<std::shared_ptr<DispatchQueue>>(
+      makeGlibDispatchQueueFactory()->makeSerialQueue("self-releasing"));
+  DispatchQueue* queue = holder->get();
   std::promise<void> gate;
-  DispatchQueue* queue = holder->queue.get();
-  queue->async([opened = gate.get_future().share()] { opened.wait(); });
-  queue->async([holder] {});
-  holder.reset();
+  std::promise<void> followerGone;
+  auto followerRan = std::make_shared<std::atomic<bool>>(false);
+  queue->async([open = gate.get_future().share()] { open.wait(); });
+  // The last reference goes inside a task: the queue is destroyed on its own
+  // thread, which must not try to join itself.
+  queue->async([holder = std::move(holder)] { holder->reset(); });
+  auto follower = std::make_shared<OnDestruction>([&] { followerGone.set_value(); });
+  queue->async([followerRan, follower = std::move(follower)] { *followerRan = true; });
   gate.set_value();
-  EXPECT_EQ(released.wait_for(10s), std::future_status::ready);
+
+  ASSERT_EQ(followerGone.get_future().wait_for(10s), std::future_status::ready);
+  EXPECT_FALSE(*followerRan);
 }
 
 TEST(GlibDispatchQueue, DestroyingATimerWaitsForItsHandlerRunningOnAnotherThread) {
   auto queue = makeGlibDispatchQueueFactory()->makeSerialQueue("timers");
   std::promise<void> entered;
   std::promise<void> gate;
-  auto gateOpen = gate.get_future().share();
-  bool handlerFinished = false;  // unguarded on purpose: the destructor must order it
-  auto timer = queue->makeTimerSource([&] {
+  auto timer = queue->makeTimerSource([&, open = gate.get_future().share()] {
     entered.set_value();
-    gateOpen.wait();
-    handlerFinished = true;
+    open.wait();
   });
   timer->arm(0ms);
   entered.get_future().wait();
 
-  bool finishedWhenDestroyed = false;
+  std::promise<void> destroyed;
   std::thread destroyer([&] {
     timer.reset();
-    finishedWhenDestroyed = handlerFinished;
+    destroyed.set_value();
   });
+  // Whatever the handler uses may go once the destructor returns, so it must
+  // not return while the handler is held at the gate.
+  EXPECT_EQ(destroyed.get_future().wait_for(50ms), std::future_status::timeout);
   gate.set_value();
   destroyer.join();
-  EXPECT_TRUE(finishedWhenDestroyed);
 }
 
 }  // namespace

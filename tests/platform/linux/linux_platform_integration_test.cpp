@@ -5,9 +5,8 @@
 #include <atomic>
 #include <thread>
 
-#include "platform/linux/temporary_directory.h"
-
 #include "platform/linux/linux_platform.h"
+#include "platform/linux/temporary_directory.h"
 
 namespace vicinix {
 namespace {

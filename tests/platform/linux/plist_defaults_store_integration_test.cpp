@@ -9,8 +9,8 @@
 #include "core/property_list.h"
 #include "platform/defaults_store_conformance.h"
 #include "platform/fake/recording_log.h"
-#include "platform/linux/temporary_directory.h"
 #include "platform/linux/plist_defaults_store.h"
+#include "platform/linux/temporary_directory.h"
 
 namespace vicinix {
 namespace {
