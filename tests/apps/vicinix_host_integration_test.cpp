@@ -56,13 +56,13 @@ TEST_F(VicinixHostTest, ConfigureUploadsStoredEventsAndPrintsTheSettings) {
 
   // The settings file keeps dates to the second, as XML property lists do.
   auto stored = nlohmann::json::parse(host("settings").out);
+  EXPECT_EQ(stored.size(), 19u) << "17 stored settings and the facade's two keys";
   const char* dateKey = "VicinixRequiredSdkVersionUpdateDateDefaultsKey";
   EXPECT_EQ(stored[dateKey].get<std::string>().substr(0, 19),
             settings[dateKey].get<std::string>().substr(0, 19));
   stored.erase(dateKey);
   settings.erase(dateKey);
   EXPECT_EQ(stored, settings) << "what configure printed is what was stored";
-  EXPECT_EQ(stored.size(), 19u) << "17 stored settings and the facade's two keys";
   EXPECT_EQ(stored["VicinixApplicationKeyDefaultsKey"], "demo-app-key");
 }
 
