@@ -12,6 +12,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <future>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -86,6 +87,9 @@ TYPED_TEST_SUITE_P(DispatchQueueConformance);
 
 TYPED_TEST_P(DispatchQueueConformance, AsyncRunsTasksInPostingOrder) {
   DispatchQueue& queue = *this->harness.queue;
+  // A queue with a thread of its own would otherwise start before all is posted.
+  std::promise<void> allPosted;
+  queue.async([posted = allPosted.get_future().share()] { posted.wait(); });
   std::vector<std::string> expected;
   for (int i = 0; i < 50; ++i) {
     queue.async(this->recorder(std::to_string(i)));
@@ -98,6 +102,7 @@ TYPED_TEST_P(DispatchQueueConformance, AsyncRunsTasksInPostingOrder) {
   });
   queue.async(this->recorder("last"));
   expected.insert(expected.end(), {"poster", "last", "posted by a task"});
+  allPosted.set_value();
 
   ASSERT_TRUE(this->runUntil([&] { return this->journal.count("posted by a task") == 1; }));
   EXPECT_EQ(this->journal.names(), expected);
@@ -106,12 +111,12 @@ TYPED_TEST_P(DispatchQueueConformance, AsyncRunsTasksInPostingOrder) {
 TYPED_TEST_P(DispatchQueueConformance, DelayedTasksRunByDeadlineThenPostingOrder) {
   DispatchQueue& queue = *this->harness.queue;
   Duration start = this->harness.elapsed();
+  queue.async(this->recorder("now"));
+  queue.asyncAfter(-5ms, this->recorder("negative delay"));
   queue.asyncAfter(40ms, this->recorder("40ms"));
   queue.asyncAfter(10ms, this->recorder("10ms first"));
   queue.asyncAfter(25ms, this->recorder("25ms"));
   queue.asyncAfter(10ms, this->recorder("10ms second"));
-  queue.async(this->recorder("now"));
-  queue.asyncAfter(-5ms, this->recorder("negative delay"));
 
   ASSERT_TRUE(this->runUntil([&] { return this->journal.count("40ms") == 1; }));
   EXPECT_EQ(this->journal.names(), (std::vector<std::string>{"now", "negative delay", "10ms first",
