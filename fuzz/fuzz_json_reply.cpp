@@ -12,8 +12,8 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static vicinix::FakeSdk* env = new vicinix::FakeSdk();
   (void)env;
-  auto reply = vicinix::JsonValue::parse(
-      std::string_view(reinterpret_cast<const char*>(data), size));
+  auto reply =
+      vicinix::JsonValue::parse(std::string_view(reinterpret_cast<const char*>(data), size));
   vicinix::VicinixConfigurator::parseAppConfiguration(reply);
   vicinix::VicinixConfigurator::parseSdkConfiguration(reply);
   (void)reply["data"]["sdkCreateLog"].isString();

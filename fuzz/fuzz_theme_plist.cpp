@@ -12,8 +12,8 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static vicinix::FakeSdk* env = new vicinix::FakeSdk();
   (void)env;
-  auto parsed = vicinix::PropertyList::fromBytes(
-      std::string_view(reinterpret_cast<const char*>(data), size));
+  auto parsed =
+      vicinix::PropertyList::fromBytes(std::string_view(reinterpret_cast<const char*>(data), size));
   if (parsed) (void)vicinix::PropertyList::toXml(*parsed);
 
   std::filesystem::create_directories(vicinix::Sdk::current().directories().documents);

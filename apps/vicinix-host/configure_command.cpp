@@ -44,8 +44,8 @@ int runConfigure(const ConfigureOptions& options) {
   // answer to be expected from this run?
   int64_t period = VicinixConfigurator::requiredSdkVersionExpiration();
   if (period == 0) period = 86400;
-  bool expectVersion =
-      !answeredBefore || std::chrono::system_clock::now() - *answeredBefore > std::chrono::seconds(period);
+  bool expectVersion = !answeredBefore || std::chrono::system_clock::now() - *answeredBefore >
+                                              std::chrono::seconds(period);
 
   // As the SDK does at start: the headers then tell the backend the truth.
   VicinixConfigurator::checkForInternetConnection();

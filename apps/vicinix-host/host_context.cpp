@@ -4,7 +4,9 @@
 
 namespace vicinix::host {
 
-std::filesystem::path defaultDataDirectory() { return defaultAppDataDirectory("vicinix-host"); }
+std::filesystem::path defaultDataDirectory() {
+  return defaultAppDataDirectory("vicinix-host");
+}
 
 HostContext::HostContext(const std::filesystem::path& appData, const std::string& endpoint,
                          bool debug) {

@@ -7,20 +7,20 @@ namespace vicinix::host {
 void ObservedHttpClient::send(HttpRequest request, Completion completion) {
   ++inFlight_;
   std::string url = request.url;
-  inner_->send(std::move(request), [this, url, completion = std::move(completion)](
-                                       HttpResponse response) {
-    --inFlight_;
-    ++completed_;
-    if (!response.error.empty()) {
-      lastTransportError_ = response.error + " (" + url + ")";
-    } else if (response.status >= 400) {
-      lastTransportError_ = "HTTP " + std::to_string(response.status) + " from " + url;
-    } else if (response.body && firstBackendError_.empty()) {
-      auto message = JsonValue::parse(*response.body)["errors"][0]["message"];
-      if (message.isString()) firstBackendError_ = message.string();
-    }
-    completion(std::move(response));
-  });
+  inner_->send(std::move(request),
+               [this, url, completion = std::move(completion)](HttpResponse response) {
+                 --inFlight_;
+                 ++completed_;
+                 if (!response.error.empty()) {
+                   lastTransportError_ = response.error + " (" + url + ")";
+                 } else if (response.status >= 400) {
+                   lastTransportError_ = "HTTP " + std::to_string(response.status) + " from " + url;
+                 } else if (response.body && firstBackendError_.empty()) {
+                   auto message = JsonValue::parse(*response.body)["errors"][0]["message"];
+                   if (message.isString()) firstBackendError_ = message.string();
+                 }
+                 completion(std::move(response));
+               });
 }
 
 }  // namespace vicinix::host

@@ -47,7 +47,8 @@ nlohmann::ordered_json settingsJson() {
     std::string key(info.string);
     settings[key] = typedValue(key, info.type);
   }
-  settings[Vicinix::firstStartDefaultsKey] = typedValue(Vicinix::firstStartDefaultsKey, Type::boolean);
+  settings[Vicinix::firstStartDefaultsKey] =
+      typedValue(Vicinix::firstStartDefaultsKey, Type::boolean);
   settings[Vicinix::lastSDKVersionDefaultsKey] =
       typedValue(Vicinix::lastSDKVersionDefaultsKey, Type::integer);
   return settings;

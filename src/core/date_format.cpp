@@ -14,7 +14,8 @@ struct Split {
 };
 
 Split split(Date date) {
-  auto millis = std::chrono::duration_cast<std::chrono::milliseconds>(date.time_since_epoch()).count();
+  auto millis =
+      std::chrono::duration_cast<std::chrono::milliseconds>(date.time_since_epoch()).count();
   long long seconds = millis / 1000;
   long long rest = millis % 1000;
   if (rest < 0) {
@@ -53,7 +54,8 @@ std::string formatIso8601(Date date) {
 bool isSameLocalDay(Date a, Date b) {
   time_t secondsA = split(a).seconds;
   time_t secondsB = split(b).seconds;
-  struct tm localA {}, localB {};
+  struct tm localA {
+  }, localB{};
   localtime_r(&secondsA, &localA);
   localtime_r(&secondsB, &localB);
   return localA.tm_year == localB.tm_year && localA.tm_yday == localB.tm_yday;

@@ -13,7 +13,9 @@ DispatchTimer::DispatchTimer(double delaySeconds, std::shared_ptr<DispatchQueue>
   source_ = queue_->makeTimerSource([this] { wrappedBlock(); });
 }
 
-DispatchTimer::~DispatchTimer() { source_.reset(); }
+DispatchTimer::~DispatchTimer() {
+  source_.reset();
+}
 
 std::unique_ptr<DispatchTimer> DispatchTimer::scheduledDispatchTimer(
     double delaySeconds, std::shared_ptr<DispatchQueue> queue, Block block) {
@@ -33,8 +35,8 @@ void DispatchTimer::schedule() {
 void DispatchTimer::reschedule() {
   std::lock_guard lock(mutex_);
   if (isCancelled()) return;
-  deadline_ = clock_.now() + std::chrono::duration_cast<Date::duration>(
-                                 std::chrono::duration<double>(delay_));
+  deadline_ = clock_.now() +
+              std::chrono::duration_cast<Date::duration>(std::chrono::duration<double>(delay_));
   armLocked();
 }
 

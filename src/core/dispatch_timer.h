@@ -23,8 +23,9 @@ class DispatchTimer {
   DispatchTimer(double delaySeconds, std::shared_ptr<DispatchQueue> queue, Block block);
   ~DispatchTimer();
 
-  static std::unique_ptr<DispatchTimer> scheduledDispatchTimer(
-      double delaySeconds, std::shared_ptr<DispatchQueue> queue, Block block);
+  static std::unique_ptr<DispatchTimer> scheduledDispatchTimer(double delaySeconds,
+                                                               std::shared_ptr<DispatchQueue> queue,
+                                                               Block block);
 
   void schedule();
   // Moves the one firing to `delay` from now.

@@ -61,9 +61,13 @@ int64_t JsonValue::int64() const {
   return 0;
 }
 
-double JsonValue::number() const { return node_->is_number() ? node_->get<double>() : 0.0; }
+double JsonValue::number() const {
+  return node_->is_number() ? node_->get<double>() : 0.0;
+}
 
-bool JsonValue::boolean() const { return node_->is_boolean() && node_->get<bool>(); }
+bool JsonValue::boolean() const {
+  return node_->is_boolean() && node_->get<bool>();
+}
 
 std::vector<JsonValue> JsonValue::array() const {
   std::vector<JsonValue> items;

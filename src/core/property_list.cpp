@@ -49,7 +49,8 @@ Node toNode(const PlistValue& value, int depth) {
   if (depth > kMaxDepth) return nullptr;
   if (auto* text = value.get<std::string>()) return Node(plist_new_string(text->c_str()));
   // libplist keeps integers unsigned; negatives survive as their two's complement.
-  if (auto* number = value.get<int64_t>()) return Node(plist_new_uint(static_cast<uint64_t>(*number)));
+  if (auto* number = value.get<int64_t>())
+    return Node(plist_new_uint(static_cast<uint64_t>(*number)));
   if (auto* real = value.get<double>()) return Node(plist_new_real(*real));
   if (auto* flag = value.get<bool>()) return Node(plist_new_bool(*flag ? 1 : 0));
   if (auto* when = value.get<Date>()) {
@@ -71,7 +72,8 @@ Node toNode(const PlistValue& value, int depth) {
     return Node(plist_new_data(reinterpret_cast<const char*>(data->data()), data->size()));
   }
   if (auto* array = value.get<PlistValue::Array>()) return arrayNode(*array, depth);
-  if (auto* dictionary = value.get<PlistValue::Dictionary>()) return dictionaryNode(*dictionary, depth);
+  if (auto* dictionary = value.get<PlistValue::Dictionary>())
+    return dictionaryNode(*dictionary, depth);
   return nullptr;
 }
 

@@ -26,7 +26,9 @@ struct PlistValue {
   PlistValue(const char* text) : value(std::string(text)) {}
 
   template <class T>
-  const T* get() const { return std::get_if<T>(&value); }
+  const T* get() const {
+    return std::get_if<T>(&value);
+  }
   bool operator==(const PlistValue& other) const = default;
 };
 

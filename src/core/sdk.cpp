@@ -29,7 +29,9 @@ Sdk& Sdk::current() {
   return *sdk;
 }
 
-bool Sdk::isInstalled() { return currentSdk.load(std::memory_order_acquire) != nullptr; }
+bool Sdk::isInstalled() {
+  return currentSdk.load(std::memory_order_acquire) != nullptr;
+}
 
 std::shared_ptr<Sdk> Sdk::install(std::shared_ptr<Sdk> sdk) {
   std::lock_guard lock(installMutex);

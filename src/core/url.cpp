@@ -5,14 +5,35 @@
 namespace vicinix {
 namespace {
 
-bool isHex(char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; }
+bool isHex(char c) {
+  return std::isxdigit(static_cast<unsigned char>(c)) != 0;
+}
 
 bool isAllowed(char c) {
   if (std::isalnum(static_cast<unsigned char>(c))) return true;
   switch (c) {
-    case '-': case '.': case '_': case '~': case ':': case '/': case '?': case '#':
-    case '[': case ']': case '@': case '!': case '$': case '&': case '\'': case '(':
-    case ')': case '*': case '+': case ',': case ';': case '=':
+    case '-':
+    case '.':
+    case '_':
+    case '~':
+    case ':':
+    case '/':
+    case '?':
+    case '#':
+    case '[':
+    case ']':
+    case '@':
+    case '!':
+    case '$':
+    case '&':
+    case '\'':
+    case '(':
+    case ')':
+    case '*':
+    case '+':
+    case ',':
+    case ';':
+    case '=':
       return true;
     default:
       return false;

@@ -16,7 +16,7 @@ std::string makeUuidString() {
   }()};
   uint64_t high = generator();
   uint64_t low = generator();
-  high = (high & ~uint64_t{0xF000}) | 0x4000;                  // version 4
+  high = (high & ~uint64_t{0xF000}) | 0x4000;                    // version 4
   low = (low & ~(uint64_t{0xC} << 60)) | (uint64_t{0x8} << 60);  // RFC 4122 variant
 
   static constexpr char kDigits[] = "0123456789ABCDEF";

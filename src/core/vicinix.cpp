@@ -4,11 +4,17 @@
 
 namespace vicinix {
 
-void Vicinix::setDebugging(bool debugging) { Sdk::current().setDebugging(debugging); }
+void Vicinix::setDebugging(bool debugging) {
+  Sdk::current().setDebugging(debugging);
+}
 
-bool Vicinix::isDebugging() { return Sdk::current().debugging(); }
+bool Vicinix::isDebugging() {
+  return Sdk::current().debugging();
+}
 
-void Vicinix::debug(std::string_view line) { Sdk::current().debug(line); }
+void Vicinix::debug(std::string_view line) {
+  Sdk::current().debug(line);
+}
 
 std::filesystem::path Vicinix::documentsDirectoryURL() {
   return Sdk::current().directories().documents;

@@ -20,9 +20,13 @@ using Type = VicinixConfigurator::ValueType;
 constexpr auto kRequiredVersionDelay = std::chrono::milliseconds(50);
 constexpr int64_t kDefaultRequiredVersionFreshness = 86400;
 
-DefaultsStore& store() { return Sdk::current().defaults(); }
+DefaultsStore& store() {
+  return Sdk::current().defaults();
+}
 
-std::string key(Key k) { return std::string(VicinixConfigurator::keyString(k)); }
+std::string key(Key k) {
+  return std::string(VicinixConfigurator::keyString(k));
+}
 
 // GraphQL nulls and the like have no property-list form; such a theme cannot
 // be stored, as a theme with an unstorable value never could.
@@ -107,8 +111,8 @@ const std::vector<VicinixConfigurator::KeyInfo>& VicinixConfigurator::keys() {
       {Key::campaignExpiration, "VicinixCampaignExpirationLimitVersionDefaultsKey", Type::integer},
       {Key::scaningIntervalOnForeground, "VicinixScaningIntervalOnForegroundVersionDefaultsKey",
        Type::integer},
-      {Key::requiredSdkVersionExpiration,
-       "VicinixRequiredSdkVersionExpirationVersionDefaultsKey", Type::integer},
+      {Key::requiredSdkVersionExpiration, "VicinixRequiredSdkVersionExpirationVersionDefaultsKey",
+       Type::integer},
       {Key::requiredSdkVersionUpdateDate, "VicinixRequiredSdkVersionUpdateDateDefaultsKey",
        Type::date},
       {Key::beaconExpiration, "VicinixBeaconExpirationVersionDefaultsKey", Type::integer},
@@ -209,7 +213,9 @@ std::string VicinixConfigurator::deviceID() {
   return id;
 }
 
-bool VicinixConfigurator::sdkEnabled() { return requiredSDKVersion() < 1; }
+bool VicinixConfigurator::sdkEnabled() {
+  return requiredSDKVersion() < 1;
+}
 
 int64_t VicinixConfigurator::requiredSDKVersion() {
   return store().integer(key(Key::requiredSDKVersion));
@@ -219,7 +225,9 @@ int64_t VicinixConfigurator::requiredSdkVersionExpiration() {
   return store().integer(key(Key::requiredSdkVersionExpiration));
 }
 
-bool VicinixConfigurator::useAppBadges() { return store().boolean(key(Key::appBadges)); }
+bool VicinixConfigurator::useAppBadges() {
+  return store().boolean(key(Key::appBadges));
+}
 
 int64_t VicinixConfigurator::dailyNotificationLimit() {
   return store().integer(key(Key::dailyNotificationLimit));
@@ -282,7 +290,9 @@ void VicinixConfigurator::setNotificationAllowed(bool allowed) {
   store().synchronize();
 }
 
-bool VicinixConfigurator::bluetoothOn() { return store().boolean(key(Key::bluetoothOn)); }
+bool VicinixConfigurator::bluetoothOn() {
+  return store().boolean(key(Key::bluetoothOn));
+}
 
 void VicinixConfigurator::setBluetoothOn(bool on) {
   store().setBool(key(Key::bluetoothOn), on);

@@ -12,7 +12,9 @@ namespace {
 constexpr size_t kEventsPerBatch = 20;
 constexpr auto kBatchSpacing = std::chrono::milliseconds(20);
 
-const char* boolText(bool value) { return value ? "true" : "false"; }
+const char* boolText(bool value) {
+  return value ? "true" : "false";
+}
 
 }  // namespace
 
@@ -35,7 +37,9 @@ std::string GraphQLClient::applicationConfigurationQuery() {
          ", " + "namespaces{id, name, ibeaconUuid, eddystoneUid}" + "}}";
 }
 
-std::string GraphQLClient::sdkConfigurationQuery() { return "{ sdkConfig { requiredIosSdkVersion }}"; }
+std::string GraphQLClient::sdkConfigurationQuery() {
+  return "{ sdkConfig { requiredIosSdkVersion }}";
+}
 
 // Spliced values are not escaped: the backend's identifiers never need it, and
 // the texts stay exactly what the backend has always received.
@@ -98,8 +102,7 @@ void GraphQLClient::notification(const Beacon& beacon, ResponseHandler handler) 
   sendQuery({{"query", notificationQuery(beacon)}}, std::move(handler));
 }
 
-void GraphQLClient::notifications(const std::vector<Campaign>& campaigns,
-                                  ResponseHandler handler) {
+void GraphQLClient::notifications(const std::vector<Campaign>& campaigns, ResponseHandler handler) {
   sendQuery({{"query", notificationsQuery(campaigns)}}, std::move(handler));
 }
 
@@ -107,10 +110,10 @@ void GraphQLClient::log(const std::vector<Event>& events, ResponseHandler handle
   auto batches = chunked(events, kEventsPerBatch);
   auto& mainQueue = Sdk::current().mainQueue();
   for (size_t k = 0; k < batches.size(); ++k) {
-    mainQueue.asyncAfter(kBatchSpacing * k, [client = *this, batch = std::move(batches[k]),
-                                             handler]() mutable {
-      client.sendQuery({{"query", logMutation(batch)}}, handler);
-    });
+    mainQueue.asyncAfter(kBatchSpacing * k,
+                         [client = *this, batch = std::move(batches[k]), handler]() mutable {
+                           client.sendQuery({{"query", logMutation(batch)}}, handler);
+                         });
   }
 }
 

@@ -37,7 +37,9 @@ Reachability::Reachability(std::unique_ptr<ReachabilityTarget> target,
       reachabilitySerialQueue_(std::move(queue)),
       notificationCenter_(&NotificationCenter::defaultCenter()) {}
 
-Reachability::~Reachability() { stopNotifier(); }
+Reachability::~Reachability() {
+  stopNotifier();
+}
 
 Reachability::Connection Reachability::connectionFor(std::optional<ReachabilityFlags> flags,
                                                      bool allowsCellularConnection) {
@@ -138,10 +140,14 @@ std::string Reachability::description() {
     char set;
   };
   static constexpr Mark marks[] = {
-      {kReachabilityIsWWAN, 'W'},           {kReachabilityReachable, 'R'},
-      {kReachabilityTransientConnection, 't'}, {kReachabilityConnectionRequired, 'c'},
-      {kReachabilityConnectionOnTraffic, 'C'}, {kReachabilityInterventionRequired, 'i'},
-      {kReachabilityConnectionOnDemand, 'D'},  {kReachabilityIsLocalAddress, 'l'},
+      {kReachabilityIsWWAN, 'W'},
+      {kReachabilityReachable, 'R'},
+      {kReachabilityTransientConnection, 't'},
+      {kReachabilityConnectionRequired, 'c'},
+      {kReachabilityConnectionOnTraffic, 'C'},
+      {kReachabilityInterventionRequired, 'i'},
+      {kReachabilityConnectionOnDemand, 'D'},
+      {kReachabilityIsLocalAddress, 'l'},
       {kReachabilityIsDirect, 'd'},
   };
   std::string text;

@@ -16,7 +16,9 @@ namespace {
 
 constexpr char kThemeFileName[] = "theme.plist";
 
-VicinixAppearance& instance() { return VicinixAppearance::shared(); }
+VicinixAppearance& instance() {
+  return VicinixAppearance::shared();
+}
 
 // Writes through a temporary file and a rename, so a crash mid-write leaves
 // the previous theme intact.
@@ -26,7 +28,8 @@ std::optional<std::string> writeAtomically(const std::filesystem::path& path,
   std::filesystem::create_directories(path.parent_path(), error);
   std::string temporary = path.string() + ".tmp";
   int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  if (fd < 0) return "The file “" + path.filename().string() + "” couldn’t be saved: " + std::strerror(errno);
+  if (fd < 0)
+    return "The file “" + path.filename().string() + "” couldn’t be saved: " + std::strerror(errno);
   size_t written = 0;
   while (written < bytes.size()) {
     ssize_t n = ::write(fd, bytes.data() + written, bytes.size() - written);
@@ -61,7 +64,9 @@ VicinixAppearance::VicinixAppearance(Sdk& sdk) : sdk_(sdk) {
   }
 }
 
-VicinixAppearance& VicinixAppearance::shared() { return Sdk::current().shared<VicinixAppearance>(); }
+VicinixAppearance& VicinixAppearance::shared() {
+  return Sdk::current().shared<VicinixAppearance>();
+}
 
 std::string VicinixAppearance::themeFilePath() {
   return (Sdk::current().directories().documents / kThemeFileName).string();

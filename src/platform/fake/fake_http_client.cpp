@@ -20,10 +20,10 @@ void FakeHttpClient::send(HttpRequest request, Completion completion) {
   } else {
     response.error = "no responder";
   }
-  mainQueue_->asyncAfter(latency, [completion = std::move(completion),
-                                   response = std::move(response)]() mutable {
-    completion(std::move(response));
-  });
+  mainQueue_->asyncAfter(
+      latency, [completion = std::move(completion), response = std::move(response)]() mutable {
+        completion(std::move(response));
+      });
 }
 
 void FakeHttpClient::setResponder(Responder responder) {

@@ -8,8 +8,7 @@ namespace vicinix {
 
 Date FakeSdk::defaultStart() {
   using namespace std::chrono;
-  return sys_days{year{2024} / March / 1} + hours{8} + minutes{15} + seconds{2} +
-         milliseconds{517};
+  return sys_days{year{2024} / March / 1} + hours{8} + minutes{15} + seconds{2} + milliseconds{517};
 }
 
 FakeSdk::FakeSdk(std::function<void(Platform&)> customize)

@@ -95,7 +95,9 @@ Duration VirtualTime::elapsed() const {
   return elapsed_;
 }
 
-std::shared_ptr<DispatchQueue> VirtualTime::mainQueue() { return mainQueue_; }
+std::shared_ptr<DispatchQueue> VirtualTime::mainQueue() {
+  return mainQueue_;
+}
 
 std::shared_ptr<DispatchQueue> VirtualTime::makeSerialQueue(const std::string& label) {
   return std::make_shared<VirtualQueue>(weak_from_this(), label);
