@@ -21,14 +21,8 @@ TEST(DatabaseConnectionsTest, TwoStoresSeeEachOthersCommits) {
   ASSERT_FALSE(other->write([&] { theirs.addOrUpdate({.id = "c", .listTitle = "old"}); }));
   ASSERT_EQ(mine.find("c").value().listTitle, "old");
   // Having read must not pin this connection to the snapshot it read from.
-  ASSERT_FALSE(other->write([&] {
-    theirs.addOrUpdate({.id = "c", .listTitle = "new"});
-    theirs.addOrUpdate({.id = "d"});
-  }));
-  auto all = mine.all();
-  ASSERT_EQ(all.size(), 2u);
-  EXPECT_EQ(all[0].listTitle, "new");
-  EXPECT_EQ(mine.count(), 2);
+  ASSERT_FALSE(other->write([&] { theirs.addOrUpdate({.id = "c", .listTitle = "new"}); }));
+  EXPECT_EQ(mine.all().at(0).listTitle, "new");
 
   factory.create(EventType::appStarted);
   EXPECT_EQ(EventTable(*other).count(), 1);

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <sys/xattr.h>
 
+#include <cerrno>
 #include <fstream>
 
 #include "data/model/event_factory.h"
@@ -12,20 +13,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool userXattrsWork(const fs::path& directory) {
-  fs::path probe = directory / "xattr-probe";
-  std::ofstream(probe).put('x');
-  bool works = setxattr(probe.c_str(), "user.probe", "1", 1, 0) == 0;
-  fs::remove(probe);
-  return works;
-}
-
-std::string backupMark(const fs::path& directory) {
-  char value[16] = {};
-  ssize_t size = getxattr(directory.c_str(), "user.xdg.robots.backup", value, sizeof value);
-  return size < 0 ? "<none>" : std::string(value, static_cast<size_t>(size));
-}
-
 TEST(RealmConfiguratorTest, FirstBuildCreatesTheMarkedDirectoryOnce) {
   FakeSdk env;
   const fs::path directory = env.appData() / "Library" / "Vicinix" / "Realm";
@@ -33,36 +20,18 @@ TEST(RealmConfiguratorTest, FirstBuildCreatesTheMarkedDirectoryOnce) {
 
   const DatabaseConfiguration& configuration = RealmConfigurator::vicinixConfiguration();
   EXPECT_EQ(configuration.fileURL, directory / "vicinix.realm");
-  EXPECT_EQ(configuration.schemaVersion, 0u);
-  EXPECT_FALSE(configuration.readOnly);
   ASSERT_TRUE(fs::is_directory(directory));
-  if (userXattrsWork(env.appData())) {
-    EXPECT_EQ(backupMark(directory), "false");
+  char mark[16] = {};
+  ssize_t size = getxattr(directory.c_str(), "user.xdg.robots.backup", mark, sizeof mark);
+  if (size >= 0 || errno != ENOTSUP) {  // some filesystems have no user xattrs
+    EXPECT_EQ(std::string(mark, std::max<ssize_t>(size, 0)), "false");
   }
 
-  // Built once per context: a later build neither creates nor re-marks anything.
+  // Built once per context: a later build creates nothing.
   fs::remove_all(env.appData() / "Library");
   EXPECT_EQ(&RealmConfigurator::vicinixConfiguration(), &configuration);
   EXPECT_FALSE(fs::exists(directory));
   EXPECT_TRUE(env.log->systemLines().empty());
-}
-
-TEST(RealmConfiguratorTest, WhateverIsAlreadyAtThePathIsLeftAlone) {
-  {
-    FakeSdk env;
-    const fs::path directory = RealmConfigurator::realmDirectory();
-    fs::create_directories(directory);
-    RealmConfigurator::createRealmDirectoryIfNeeded();
-    if (userXattrsWork(env.appData())) {
-      EXPECT_EQ(backupMark(directory), "<none>");
-    }
-  }
-  FakeSdk env;
-  fs::create_directories(env.appData() / "Library" / "Vicinix");
-  std::ofstream(RealmConfigurator::realmDirectory()) << "squatter";
-  EXPECT_EQ(EventFactory::shared().realm(), nullptr);
-  EXPECT_TRUE(env.log->systemLines().empty());
-  EXPECT_TRUE(fs::is_regular_file(RealmConfigurator::realmDirectory()));
 }
 
 TEST(RealmConfiguratorTest, AFileInTheWayIsLoggedAndLeavesTheStoreInert) {

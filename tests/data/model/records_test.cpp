@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "data/model/attribute.h"
 #include "data/model/campaign.h"
 #include "data/model/event_type.h"
@@ -7,48 +9,37 @@
 namespace vicinix {
 namespace {
 
-TEST(CampaignTest, ImageNamesComeFromTheUrlOrFallBackToTheId) {
-  Campaign campaign{.id = "42"};
-  EXPECT_EQ(campaign.notificationImageName(), "42_notification.jpg");
-  EXPECT_EQ(campaign.listImageName(), "42_list.jpg");
-
-  campaign.notificationImagePath = "https://x/images/a.png?v=3";
-  campaign.listImagePath = "https://x/b%20c.jpg";
-  EXPECT_EQ(campaign.notificationImageName(), "a.png");
-  EXPECT_EQ(campaign.listImageName(), "b c.jpg");
-
-  campaign.notificationImagePath = "not a url.png";
-  EXPECT_EQ(campaign.notificationImageName(), "42_notification.jpg");
-}
-
-TEST(AttributeTest, ImageNameNeedsAComponentLongerThanOneCharacter) {
-  Attribute attribute{.id = "7", .value = "https://x/pics/a.png"};
-  EXPECT_EQ(attribute.imageName(), "a.png");
-
-  for (const char* value : {"https://x/", "https://x", "https://x/p/b", "", "two words"}) {
-    attribute.value = value;
-    EXPECT_EQ(attribute.imageName(), "7_attribute.jpg") << value;
+TEST(ImageNameTest, ComesFromTheUrlOrFallsBackToTheId) {
+  // path, campaign's notification image name, attribute's image name
+  for (auto [path, notification, attribute] : std::vector<std::array<const char*, 3>>{
+           {"", "42_notification.jpg", "42_attribute.jpg"},
+           {"not a url.png", "42_notification.jpg", "42_attribute.jpg"},
+           {"https://x/images/a.png?v=3", "a.png", "a.png"},
+           {"https://x/b%20c.jpg", "b c.jpg", "b c.jpg"},
+           {"https://x/p/b", "b", "42_attribute.jpg"},
+           {"https://x/", "/", "42_attribute.jpg"}}) {
+    EXPECT_EQ((Campaign{.id = "42", .notificationImagePath = path}.notificationImageName()),
+              notification)
+        << path;
+    EXPECT_EQ((Attribute{.id = "42", .value = path}.imageName()), attribute) << path;
   }
+  EXPECT_EQ((Campaign{.id = "42", .listImagePath = "https://x/l.png"}.listImageName()), "l.png");
+  EXPECT_EQ((Campaign{.id = "42", .notificationImagePath = "https://x/n.png"}.listImageName()),
+            "42_list.jpg");
 }
 
 TEST(EventTypeTest, RawValuesRoundTripAndStrangersAreRejected) {
-  const EventType all[] = {EventType::newInstallation,
-                           EventType::campaignDetailFromNotification,
-                           EventType::campaignDetailFromList,
-                           EventType::notification,
-                           EventType::list,
-                           EventType::appStarted,
-                           EventType::appClosed};
-  const char* raw[] = {"NEW_INSTALLATION",
-                       "CAMPAIGN_DETAIL_FROM_PULL_NOTIFICATION",
-                       "CAMPAIGN_DETAIL_FROM_CAMPAIGNS_LIST",
-                       "PULL_NOTIFICATION",
-                       "CAMPAIGNS_LIST",
-                       "APP_STARTED",
-                       "APP_CLOSED"};
-  for (size_t i = 0; i < std::size(all); ++i) {
-    EXPECT_EQ(rawValue(all[i]), raw[i]);
-    EXPECT_EQ(eventTypeFromRawValue(raw[i]), all[i]);
+  const std::pair<EventType, const char*> cases[] = {
+      {EventType::newInstallation, "NEW_INSTALLATION"},
+      {EventType::campaignDetailFromNotification, "CAMPAIGN_DETAIL_FROM_PULL_NOTIFICATION"},
+      {EventType::campaignDetailFromList, "CAMPAIGN_DETAIL_FROM_CAMPAIGNS_LIST"},
+      {EventType::notification, "PULL_NOTIFICATION"},
+      {EventType::list, "CAMPAIGNS_LIST"},
+      {EventType::appStarted, "APP_STARTED"},
+      {EventType::appClosed, "APP_CLOSED"}};
+  for (auto [type, raw] : cases) {
+    EXPECT_EQ(rawValue(type), raw);
+    EXPECT_EQ(eventTypeFromRawValue(raw), type);
   }
   for (const char* stranger : {"", "app_started", "APP_STARTED ", "NOTIFICATION", "appStarted"}) {
     EXPECT_EQ(eventTypeFromRawValue(stranger), std::nullopt) << stranger;

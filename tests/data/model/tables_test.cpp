@@ -1,4 +1,7 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <stdexcept>
 
 #include "data/model/attribute_table.h"
 #include "data/model/beacon_table.h"
@@ -15,146 +18,124 @@ using std::chrono::microseconds;
 // Odd microseconds, so a store that keeps only milliseconds or seconds shows.
 const Date kWhen = FakeSdk::defaultStart() + microseconds(123);
 
+template <typename Record>
+std::string ids(const std::vector<Record>& records) {
+  std::string joined;
+  for (const Record& record : records) joined += record.id + " ";
+  return joined;
+}
+
 class TablesTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    database_ = Database::open({.fileURL = env_.appData() / "tables.db"});
-    ASSERT_NE(database_, nullptr);
-  }
+  void SetUp() override { ASSERT_NE(database_, nullptr); }
 
   void commit(const std::function<void()>& changes) {
     auto error = database_->write(changes);
     ASSERT_FALSE(error) << *error;
   }
 
+  // `full` first goes in bare under its own id, so the update must write every
+  // field and keep the row ahead of `bare`.
+  template <typename Table, typename Record>
+  void expectRoundTrip(const Record& full, const Record& bare) {
+    Table table(*database_);
+    commit([&] {
+      table.addOrUpdate(Record{.id = full.id});
+      table.addOrUpdate(bare);
+      table.addOrUpdate(full);
+    });
+    EXPECT_EQ(table.all(), (std::vector{full, bare}));
+    EXPECT_EQ(table.find(bare.id), bare);
+  }
+
   FakeSdk env_;
-  std::unique_ptr<Database> database_;
+  std::unique_ptr<Database> database_ = Database::open({.fileURL = env_.appData() / "t.db"});
 };
 
-TEST_F(TablesTest, EveryRecordRoundTripsWithAndWithoutItsOptionals) {
-  Beacon beacon{"b1", "ns", "inst", kWhen, kWhen + microseconds(1)};
-  Beacon bare{.id = "b2", .namespace_ = "ns2", .instance = "i2", .created = kWhen};
-  Campaign campaign{.id = "c1",
-                    .notificationTitle = "title",
-                    .notificationText = "text",
-                    .notificationImagePath = "https://x/n.png",
-                    .type = "PUSH",
-                    .detailURLPath = "https://x/detail",
-                    .listImagePath = "https://x/l.png",
-                    .listTitle = "list title",
-                    .listText = "list text",
-                    .isActive = false,
-                    .inAppEvent = "inapp",
-                    .cooldown = 3600,
-                    .maximumNotificationsPerUser = 5,
-                    .created = kWhen,
-                    .updated = kWhen + microseconds(2),
-                    .notificationSent = kWhen - microseconds(3),
-                    .notificationCount = 4};
-  Campaign plain{.id = "c2", .created = kWhen};
-  Block block{"k1", "IMAGE", 1, "c1"};
-  Block orphan{.id = "k2", .type = "TEXT", .sortIndex = 2};
-  Attribute attribute{"a1", "src", "https://x/a.png", 0, "k1"};
-  Attribute loose{.id = "a2", .key = "alt", .value = ""};
-  Event event{.id = "e1",
-              .type = "PULL_NOTIFICATION",
-              .created = kWhen,
-              .timestamp = "2024-03-01T09:15:02.517+0100",
-              .campaignId = "c1",
-              .beaconNamespace = "ns",
-              .beaconInstance = "inst",
-              .hasBluetoothTurnedOn = true,
-              .hasInternetConnection = true,
-              .hasLocationPermission = true,
-              .hasNotificationPermission = true};
-  Event quiet{.id = "e2", .type = "APP_STARTED", .created = kWhen, .timestamp = "t"};
-
-  commit([&] {
-    BeaconTable(*database_).addOrUpdate(beacon);
-    BeaconTable(*database_).addOrUpdate(bare);
-    CampaignTable(*database_).addOrUpdate(campaign);
-    CampaignTable(*database_).addOrUpdate(plain);
-    BlockTable(*database_).addOrUpdate(block);
-    BlockTable(*database_).addOrUpdate(orphan);
-    AttributeTable(*database_).addOrUpdate(attribute);
-    AttributeTable(*database_).addOrUpdate(loose);
-    EventTable(*database_).add(event);
-    EventTable(*database_).add(quiet);
-  });
-
-  EXPECT_EQ(BeaconTable(*database_).all(), (std::vector{beacon, bare}));
-  EXPECT_EQ(CampaignTable(*database_).all(), (std::vector{campaign, plain}));
-  EXPECT_EQ(BlockTable(*database_).all(), (std::vector{block, orphan}));
-  EXPECT_EQ(AttributeTable(*database_).all(), (std::vector{attribute, loose}));
-  EXPECT_EQ(EventTable(*database_).all(), (std::vector{event, quiet}));
-  EXPECT_EQ(CampaignTable(*database_).find("c2"), plain);
-  EXPECT_EQ(BlockTable(*database_).find("k2"), orphan);
-  EXPECT_EQ(AttributeTable(*database_).find("a1"), attribute);
+TEST_F(TablesTest, EveryRecordRoundTripsAndUpdatesInPlace) {
+  expectRoundTrip<BeaconTable>(Beacon{"b1", "ns", "inst", kWhen, kWhen + microseconds(1)},
+                               Beacon{.id = "b2", .created = kWhen});
+  expectRoundTrip<CampaignTable>(
+      Campaign{"c1", "title", "text", "https://x/n.png", "PUSH", "https://x/detail",
+               "https://x/l.png", "list title", "list text", false, "inapp", 3600, 5, kWhen,
+               kWhen + microseconds(2), kWhen - microseconds(3), 4},
+      Campaign{.id = "c2", .created = kWhen});
+  expectRoundTrip<BlockTable>(Block{"k1", "IMAGE", 1, "c1"}, Block{.id = "k2"});
+  expectRoundTrip<AttributeTable>(Attribute{"a1", "src", "https://x/a.png", 3, "k1"},
+                                  Attribute{.id = "a2"});
   EXPECT_EQ(BeaconTable(*database_).find("nope"), std::nullopt);
-  EXPECT_TRUE(plain.isActive);
-}
 
-TEST_F(TablesTest, AddOrUpdateOverwritesInPlaceAndKeepsTheOrder) {
-  CampaignTable campaigns(*database_);
+  Event full{"e1",   "PULL_NOTIFICATION",
+             kWhen,  "2024-03-01T09:15:02.517+0100",
+             "c1",   "ns",
+             "inst", true,
+             true,   true,
+             true};
+  Event bare{.id = "e2", .type = "APP_STARTED", .created = kWhen};
   commit([&] {
-    for (const char* id : {"a", "b", "c"}) campaigns.addOrUpdate({.id = id, .type = "PUSH"});
+    EventTable(*database_).add(full);
+    EventTable(*database_).add(bare);
   });
-  Campaign changed{.id = "a", .type = "LIST", .isActive = false, .updated = kWhen};
-  commit([&] { campaigns.addOrUpdate(changed); });
-
-  auto all = campaigns.all();
-  ASSERT_EQ(all.size(), 3u);
-  EXPECT_EQ(all[0], changed);
-  EXPECT_EQ(all[1].id, "b");
-  EXPECT_EQ(all[2].id, "c");
-  EXPECT_EQ(campaigns.count(), 3);
-  ASSERT_EQ(campaigns.allWithTypeOtherThan("LIST").size(), 2u);
-  EXPECT_EQ(campaigns.allWithTypeOtherThan("PUSH"), std::vector{changed});
-
-  commit([&] { campaigns.remove("b"); });
-  EXPECT_EQ(campaigns.count(), 2);
-  EXPECT_EQ(campaigns.find("b"), std::nullopt);
+  EXPECT_EQ(EventTable(*database_).all(), (std::vector{full, bare}));
 }
 
-TEST_F(TablesTest, InverseLinksReturnOnlyTheLinkedRowsInInsertionOrder) {
+TEST_F(TablesTest, QueriesReturnOnlyTheMatchingRowsInInsertionOrder) {
   BlockTable blocks(*database_);
   AttributeTable attributes(*database_);
-  commit([&] {
-    blocks.addOrUpdate({"x1", "TEXT", 1, "c1"});
-    blocks.addOrUpdate({"y1", "TEXT", 1, "c2"});
-    blocks.addOrUpdate({"x2", "IMAGE", 2, "c1"});
-    blocks.addOrUpdate({"z", "TEXT", 1, std::nullopt});
-    blocks.addOrUpdate({"x1", "IMAGE", 1, "c1"});  // an update must not move it to the end
-    attributes.addOrUpdate({"p", "k", "v", 0, "x2"});
-    attributes.addOrUpdate({"q", "k", "v", 0, "x1"});
-    attributes.addOrUpdate({"r", "k", "v", 1, "x2"});
-  });
-
-  std::vector<std::string> ids;
-  for (const Block& block : blocks.blocksOf("c1")) ids.push_back(block.id);
-  EXPECT_EQ(ids, (std::vector<std::string>{"x1", "x2"}));
-  EXPECT_EQ(blocks.blocksOf("c1")[0].type, "IMAGE");
-  EXPECT_TRUE(blocks.blocksOf("none").empty());
-
-  ids.clear();
-  for (const Attribute& attribute : attributes.attributesOf("x2")) ids.push_back(attribute.id);
-  EXPECT_EQ(ids, (std::vector<std::string>{"p", "r"}));
-
-  // Nothing cascades: a block's attributes outlive it.
-  commit([&] { blocks.remove("x2"); });
-  EXPECT_EQ(attributes.attributesOf("x2").size(), 2u);
-}
-
-TEST_F(TablesTest, BeaconFirstFindsTheEarliestMatchOnBothParts) {
+  CampaignTable campaigns(*database_);
   BeaconTable beacons(*database_);
   commit([&] {
-    beacons.addOrUpdate({.id = "1", .namespace_ = "ns", .instance = "other"});
-    beacons.addOrUpdate({.id = "2", .namespace_ = "ns", .instance = "inst"});
-    beacons.addOrUpdate({.id = "3", .namespace_ = "ns", .instance = "inst"});
+    for (const Block& block :
+         std::vector<Block>{{"x1", "", 1, "c1"}, {"y1", "", 1, "c2"}, {"x2", "", 2, "c1"}, {"z"}})
+      blocks.addOrUpdate(block);
+    for (const Attribute& attribute : std::vector<Attribute>{
+             {"p", "", "", 0, "x2"}, {"q", "", "", 0, "x1"}, {"r", "", "", 1, "x2"}})
+      attributes.addOrUpdate(attribute);
+    for (auto [id, type] : {std::pair{"a", "PUSH"}, {"b", "LIST"}, {"c", "PUSH"}})
+      campaigns.addOrUpdate({.id = id, .type = type});
+    for (const Beacon& beacon : std::vector<Beacon>{
+             {"1", "ns", "i"}, {"2", "other", "inst"}, {"3", "ns", "inst"}, {"4", "ns", "inst"}})
+      beacons.addOrUpdate(beacon);
   });
-  ASSERT_TRUE(beacons.first("ns", "inst"));
-  EXPECT_EQ(beacons.first("ns", "inst")->id, "2");
+
+  EXPECT_EQ(ids(blocks.blocksOf("c1")), "x1 x2 ");
+  EXPECT_EQ(ids(blocks.blocksOf("")), "");
+  EXPECT_EQ(ids(attributes.attributesOf("x2")), "p r ");
+  EXPECT_EQ(ids(campaigns.allWithTypeOtherThan("LIST")), "a c ");
+  EXPECT_EQ(beacons.first("ns", "inst").value_or(Beacon{}).id, "3");
   EXPECT_EQ(beacons.first("inst", "ns"), std::nullopt);
+
+  // Nothing cascades: a block's attributes outlive it.
+  commit([&] {
+    blocks.remove("x2");
+    campaigns.remove("b");
+  });
+  EXPECT_EQ(ids(blocks.all()), "x1 y1 z ");
+  EXPECT_EQ(ids(attributes.attributesOf("x2")), "p r ");
+  EXPECT_EQ(campaigns.count(), 2);
+}
+
+TEST_F(TablesTest, AFailedWriteRollsEverythingBackAndReportsWhy) {
+  EventTable events(*database_);
+  auto thrown = [&] {
+    events.add({.id = "x"});
+    throw std::runtime_error("disk on fire");
+  };
+  EXPECT_EQ(database_->write(thrown), "disk on fire");
+  // A duplicate id fails inside SQLite rather than in the lambda.
+  auto duplicate = [&] {
+    events.add({.id = "y"});
+    events.add({.id = "y"});
+  };
+  EXPECT_THAT(database_->write(duplicate), testing::Optional(testing::HasSubstr("UNIQUE")));
+  EXPECT_FALSE(database_->write([&] { events.add({.id = "later"}); }));
+  EXPECT_EQ(ids(events.all()), "later ");
+}
+
+TEST_F(TablesTest, AFileFromALaterSchemaIsRefused) {
+  ASSERT_NE(Database::open({.fileURL = env_.appData() / "new.db", .schemaVersion = 3}), nullptr);
+  EXPECT_EQ(Database::open({.fileURL = env_.appData() / "new.db"}), nullptr);
+  EXPECT_NE(Database::open({.fileURL = env_.appData() / "new.db", .schemaVersion = 3}), nullptr);
 }
 
 }  // namespace

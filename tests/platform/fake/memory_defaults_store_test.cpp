@@ -4,7 +4,7 @@
 
 #include "platform/defaults_store_conformance.h"
 
-namespace vicinix {
+namespace vicinix::conformance {
 namespace {
 
 // Memory is all there is: a "later process" reads the same store.
@@ -15,8 +15,6 @@ struct MemoryDefaultsHarness {
 
 }  // namespace
 
-namespace conformance {
 INSTANTIATE_TYPED_TEST_SUITE_P(Memory, DefaultsStoreConformance, MemoryDefaultsHarness);
-}  // namespace conformance
 
-}  // namespace vicinix
+}  // namespace vicinix::conformance

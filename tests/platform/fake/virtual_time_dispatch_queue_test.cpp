@@ -3,19 +3,17 @@
 #include "platform/dispatch_queue_conformance.h"
 #include "platform/fake/virtual_time.h"
 
-namespace vicinix {
+namespace vicinix::conformance {
 namespace {
 
-using namespace std::chrono_literals;
-
-// Virtual time moves only when the test says; it does so in 1 ms steps here
-// so the timing assertions of the suite see the deadlines they expect.
+// Virtual time moves only when the test says; here in 1 ms steps, so the
+// timing assertions see the deadlines they expect.
 struct VirtualTimeHarness {
   std::shared_ptr<VirtualTime> time = VirtualTime::create(Date{});
   std::shared_ptr<DispatchQueue> queue = time->mainQueue();
   std::shared_ptr<DispatchQueue> otherQueue = time->makeSerialQueue("other");
 
-  bool runUntil(conformance::Journal&, const std::function<bool()>& done) {
+  bool runUntil(const std::function<bool()>& done) {
     time->runUntilIdle();
     for (int step = 0; step < 600000 && !done(); ++step) time->advance(1ms);
     return done();
@@ -25,8 +23,6 @@ struct VirtualTimeHarness {
 
 }  // namespace
 
-namespace conformance {
 INSTANTIATE_TYPED_TEST_SUITE_P(VirtualTime, DispatchQueueConformance, VirtualTimeHarness);
-}  // namespace conformance
 
-}  // namespace vicinix
+}  // namespace vicinix::conformance

@@ -1,6 +1,5 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -11,133 +10,90 @@
 #include "platform/linux/glib_dispatch_queue.h"
 #include "platform/linux/linux_platform.h"
 
+// Designated initializers below leave the other fields at their defaults.
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
+
 namespace vicinix {
 namespace {
 
 using namespace std::chrono_literals;
-
-// Generous: only a broken implementation comes near it.
-constexpr auto kPatience = std::chrono::seconds(10);
 
 std::string reply(int status, const std::string& body, const std::string& extraHeaders = "") {
   return "HTTP/1.1 " + std::to_string(status) + " Whatever\r\n" + extraHeaders +
          "Content-Length: " + std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
 }
 
-// A one-thread HTTP server on 127.0.0.1. Each connection carries one request,
-// answered with what the script returns for it; nothing means the connection
-// is held open and never answered.
-class ScriptedServer {
- public:
-  using Script = std::function<std::optional<std::string>(const std::string& request)>;
-
-  explicit ScriptedServer(Script script) : script_(std::move(script)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+// A one-thread HTTP server on 127.0.0.1 giving every request the same answer;
+// without one it never even accepts, so requests hang.
+struct Server {
+  explicit Server(std::optional<std::string> answer) : answer(std::move(answer)) {
+    sockaddr_in address{.sin_family = AF_INET, .sin_addr = {htonl(INADDR_LOOPBACK)}};
     socklen_t length = sizeof address;
-    bind(listener_, reinterpret_cast<sockaddr*>(&address), length);
-    listen(listener_, 64);
-    getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
-    port_ = ntohs(address.sin_port);
-    thread_ = std::thread([this] { serve(); });
+    bind(listener, reinterpret_cast<sockaddr*>(&address), length);
+    listen(listener, 8);
+    getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
+    url = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+    if (this->answer) thread = std::thread([this] { serve(); });
   }
-  ~ScriptedServer() {
-    shutdown(listener_, SHUT_RDWR);  // wakes accept()
-    thread_.join();
-    for (int fd : held_) close(fd);
-    close(listener_);
-  }
-
-  std::string url(const std::string& path) const {
-    return "http://127.0.0.1:" + std::to_string(port_) + path;
+  ~Server() {
+    shutdown(listener, SHUT_RDWR);  // wakes accept()
+    if (thread.joinable()) thread.join();
+    close(listener);
   }
   // Every request as it arrived: request line, headers, body.
-  std::vector<std::string> received() const {
-    std::lock_guard lock(mutex_);
-    return received_;
+  std::vector<std::string> received() {
+    std::lock_guard lock(mutex);
+    return requests;
   }
 
- private:
   void serve() {
-    for (int connection; (connection = accept(listener_, nullptr, nullptr)) >= 0;) {
-      std::string request = readRequest(connection);
-      {
-        std::lock_guard lock(mutex_);
-        received_.push_back(request);
+    for (int connection; (connection = accept(listener, nullptr, nullptr)) >= 0;) {
+      std::string request;
+      char buffer[65536];
+      // The head, then as much body as Content-Length says.
+      for (size_t end; (end = request.find("\r\n\r\n")) == std::string::npos ||
+                       request.size() < end + 4 + bodyLength(request, end);) {
+        ssize_t got = recv(connection, buffer, sizeof buffer, 0);
+        if (got <= 0) break;
+        request.append(buffer, static_cast<size_t>(got));
       }
-      auto answer = script_(request);
-      if (!answer) {
-        held_.push_back(connection);
-        continue;
-      }
-      for (size_t sent = 0; sent < answer->size();) {
-        ssize_t wrote =
-            send(connection, answer->data() + sent, answer->size() - sent, MSG_NOSIGNAL);
-        if (wrote <= 0) break;
-        sent += static_cast<size_t>(wrote);
-      }
+      std::lock_guard lock(mutex);
+      requests.push_back(request);
+      send(connection, answer->data(), answer->size(), MSG_NOSIGNAL);
       close(connection);
     }
   }
-
-  // The head and as much body as Content-Length says.
-  static std::string readRequest(int connection) {
-    std::string data;
-    char buffer[4096];
-    for (;;) {
-      size_t headEnd = data.find("\r\n\r\n");
-      if (headEnd != std::string::npos) {
-        size_t at = data.find("Content-Length: ");
-        size_t length = at < headEnd ? std::stoul(data.substr(at + 16)) : 0;
-        if (data.size() >= headEnd + 4 + length) return data;
-      }
-      ssize_t got = recv(connection, buffer, sizeof buffer, 0);
-      if (got <= 0) return data;
-      data.append(buffer, static_cast<size_t>(got));
-    }
+  static size_t bodyLength(const std::string& request, size_t headEnd) {
+    size_t at = request.find("Content-Length: ");
+    return at < headEnd ? std::stoul(request.substr(at + 16)) : 0;
   }
 
-  Script script_;
-  int listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  uint16_t port_ = 0;
-  std::thread thread_;
-  std::vector<int> held_;
-  mutable std::mutex mutex_;
-  std::vector<std::string> received_;
+  std::optional<std::string> answer;
+  int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  std::string url;
+  std::thread thread;
+  std::mutex mutex;
+  std::vector<std::string> requests;
 };
-
-HttpRequest requestTo(std::string url, std::string method = "POST", std::string body = "") {
-  HttpRequest request;
-  request.url = std::move(url);
-  request.method = std::move(method);
-  request.body = std::move(body);
-  return request;
-}
 
 class CurlHttpClientTest : public ::testing::Test {
  protected:
-  struct Outcome {
-    HttpResponse response;
-    bool onMainQueue = false;
-    std::thread::id thread;
-  };
-
-  // Sends and iterates the main context until the completion has run.
-  Outcome exchange(HttpRequest request) {
-    std::optional<Outcome> outcome;
-    http->send(std::move(request), [&](HttpResponse response) {
-      outcome = Outcome{std::move(response), main->isCurrent(), std::this_thread::get_id()};
+  // Sends and iterates the main context until the completion has run on it.
+  HttpResponse exchange(HttpRequest request) {
+    std::optional<HttpResponse> response;
+    http->send(std::move(request), [&](HttpResponse answer) {
+      EXPECT_TRUE(main->isCurrent());
+      response = std::move(answer);
     });
-    EXPECT_TRUE(runMainLoopUntil([&] { return outcome.has_value(); }, kPatience));
-    return outcome.value_or(Outcome{});
+    EXPECT_TRUE(runMainLoopUntil([&] { return response.has_value(); }, 10s));
+    return response.value_or(HttpResponse{.error = "no completion"});
   }
 
   std::shared_ptr<DispatchQueue> main = makeGlibDispatchQueueFactory()->mainQueue();
   std::shared_ptr<HttpClient> http = makeCurlHttpClient(main);
 };
 
-TEST_F(CurlHttpClientTest, HandsBackStatusAndBodyOfAnyReplyOnTheMainQueue) {
+TEST_F(CurlHttpClientTest, HandsBackStatusAndBodyOfAnyReply) {
   const std::string binary("\x00\xff{not json", 11);
   const std::vector<std::tuple<std::string, int, std::string>> cases = {
       {reply(200, R"({"data":{}})", "Content-Type: application/json\r\n"), 200, R"({"data":{}})"},
@@ -148,89 +104,51 @@ TEST_F(CurlHttpClientTest, HandsBackStatusAndBodyOfAnyReplyOnTheMainQueue) {
   };
   for (const auto& [raw, status, body] : cases) {
     SCOPED_TRACE(raw);
-    ScriptedServer server([&](const std::string&) { return raw; });
-    Outcome outcome = exchange(requestTo(server.url("/graphql")));
-    EXPECT_EQ(outcome.response.error, "");
-    EXPECT_EQ(outcome.response.status, status);
-    EXPECT_EQ(outcome.response.body, body);
-    EXPECT_TRUE(outcome.onMainQueue);
-    EXPECT_EQ(outcome.thread, std::this_thread::get_id());
+    Server server(raw);
+    HttpResponse response = exchange({.url = server.url});
+    EXPECT_EQ(response.error, "");
+    EXPECT_EQ(response.status, status);
+    EXPECT_EQ(response.body, body);
   }
 }
 
-TEST_F(CurlHttpClientTest, SendsMethodHeadersAndBodyByteForByte) {
-  ScriptedServer server([](const std::string&) { return reply(200, "{}"); });
+TEST_F(CurlHttpClientTest, SendsHeadersAndBodyByteForByte) {
+  Server server(reply(200, "{}"));
   // Past 1 MiB, where curl would otherwise wait for a 100-continue.
   const std::string body =
       std::string("{\"q\":\"\xC3\xBC\"}\0\x01\xff", 13) + std::string(1100000, 'x');
-  HttpRequest graphql = requestTo(server.url("/graphql?x=1"), "POST", body);
-  graphql.headers = {{"Content-Type", "application/json"}, {"X-Key", "a: b"}, {"X-Empty", ""}};
-  exchange(graphql);
-  exchange(requestTo(server.url("/config"), "GET"));
+  exchange({.url = server.url + "/graphql?x=1",
+            .headers = {{"Content-Type", "application/json"}, {"X-Key", "a: b"}, {"X-Empty", ""}},
+            .body = body});
 
   auto received = server.received();
-  ASSERT_EQ(received.size(), 2u);
-  const std::string& post = received[0];
-  const std::string head = post.substr(0, post.find("\r\n\r\n") + 2);
+  ASSERT_EQ(received.size(), 1u);
+  const std::string head = received[0].substr(0, received[0].size() - body.size());
   EXPECT_TRUE(head.starts_with("POST /graphql?x=1 HTTP/1.1\r\n")) << head;
-  EXPECT_NE(head.find("\r\nContent-Type: application/json\r\n"), std::string::npos) << head;
-  EXPECT_NE(head.find("\r\nX-Key: a: b\r\n"), std::string::npos) << head;
-  EXPECT_NE(head.find("\r\nX-Empty:\r\n"), std::string::npos) << head;
+  for (const char* line : {"\r\nContent-Type: application/json\r\n", "\r\nX-Key: a: b\r\n",
+                           "\r\nX-Empty:\r\n", "\r\nContent-Length: 1100013\r\n"}) {
+    EXPECT_NE(head.find(line), std::string::npos) << line << " is not in\n" << head;
+  }
   EXPECT_EQ(head.find("Expect:"), std::string::npos) << head;
-  EXPECT_TRUE(post.ends_with("\r\n\r\n" + body));
-  EXPECT_TRUE(received[1].starts_with("GET /config HTTP/1.1\r\n")) << received[1];
-  EXPECT_TRUE(received[1].ends_with("\r\n\r\n"));
+  EXPECT_TRUE(received[0].ends_with("\r\n\r\n" + body));
 }
 
 TEST_F(CurlHttpClientTest, FailuresCarryCurlsMessageAndNoBody) {
-  std::string closedPort;
-  {
-    ScriptedServer gone([](const std::string&) { return std::nullopt; });
-    closedPort = gone.url("/");
+  std::string closedPort = Server(std::nullopt).url;
+  Server silent(std::nullopt), answering(reply(200, "{}"));
+  const std::vector<std::pair<HttpRequest, std::string>> cases = {
+      {{.url = closedPort}, "Couldn't connect to server: "},
+      {{.url = silent.url, .timeout = 300ms}, "Timeout was reached: "},
+      // A header with a line break in it is not sent at all.
+      {{.url = answering.url, .headers = {{"X-Split", "a\r\nInjected: 1"}}}, ""},
+  };
+  for (const auto& [request, error] : cases) {
+    SCOPED_TRACE(request.url);
+    HttpResponse response = exchange(request);
+    EXPECT_TRUE(response.error.starts_with(error) && !response.error.empty()) << response.error;
+    EXPECT_EQ(response.status, 0);
+    EXPECT_EQ(response.body, std::nullopt);
   }
-  ScriptedServer silent([](const std::string&) { return std::nullopt; });
-  HttpRequest impatient = requestTo(silent.url("/"));
-  impatient.timeout = 300ms;
-  HttpRequest smuggling = requestTo(silent.url("/"));
-  smuggling.headers = {{"X-Split", "a\r\nInjected: 1"}};
-
-  Outcome refused = exchange(requestTo(closedPort));
-  Outcome timedOut = exchange(impatient);
-  Outcome header = exchange(smuggling);
-  Outcome scheme = exchange(requestTo("file:///etc/passwd"));
-
-  EXPECT_TRUE(refused.response.error.starts_with("Couldn't connect to server: "))
-      << refused.response.error;
-  EXPECT_TRUE(timedOut.response.error.starts_with("Timeout was reached: "))
-      << timedOut.response.error;
-  EXPECT_FALSE(header.response.error.empty());
-  EXPECT_FALSE(scheme.response.error.empty());
-  for (const auto* outcome : {&refused, &timedOut, &header, &scheme}) {
-    EXPECT_EQ(outcome->response.status, 0);
-    EXPECT_EQ(outcome->response.body, std::nullopt);
-    EXPECT_TRUE(outcome->onMainQueue);
-  }
-  EXPECT_EQ(silent.received().size(), 1u) << "the header with a line break must not be sent";
-}
-
-TEST_F(CurlHttpClientTest, DestroyingTheClientCancelsWhatIsStillOpenExactlyOnce) {
-  ScriptedServer silent([](const std::string&) { return std::nullopt; });
-  std::vector<std::string> errors;
-  std::vector<std::thread> senders;
-  for (int i = 0; i < 3; ++i) {
-    senders.emplace_back([&] {
-      http->send(requestTo(silent.url("/")),
-                 [&](HttpResponse response) { errors.push_back(response.error); });
-    });
-  }
-  for (auto& sender : senders) sender.join();
-  // At least one is on the wire before the client goes.
-  ASSERT_TRUE(runMainLoopUntil([&] { return !silent.received().empty(); }, kPatience));
-  http.reset();
-  bool drained = false;
-  main->async([&] { drained = true; });  // behind every completion posted so far
-  ASSERT_TRUE(runMainLoopUntil([&] { return drained; }, kPatience));
-  EXPECT_EQ(errors, (std::vector<std::string>(3, "cancelled")));
 }
 
 }  // namespace

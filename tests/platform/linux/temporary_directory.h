@@ -9,24 +9,19 @@ namespace vicinix::testing {
 
 // A fresh directory under the system's temporary directory, removed with
 // everything in it when the object goes.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vicinix-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    path_ = pattern;
-  }
+struct TemporaryDirectory {
+  TemporaryDirectory() = default;
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
   ~TemporaryDirectory() {
     std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+    std::filesystem::remove_all(path, ignored);
   }
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
+  const std::filesystem::path path = [] {
+    std::string pattern = (std::filesystem::temp_directory_path() / "vicinix-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+    return std::filesystem::path(pattern);
+  }();
 };
 
 }  // namespace vicinix::testing
