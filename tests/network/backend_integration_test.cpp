@@ -3,12 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <set>
-#include <fstream>
-#include <sstream>
 
-#include "core/property_list.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/event_factory.h"
 #include "data/model/event_table.h"
@@ -16,7 +12,6 @@
 #include "network/graphql_client.h"
 #include "support/backend_process.h"
 #include "support/linux_sdk.h"
-#include "ui/vicinix_appearance.h"
 
 namespace vicinix {
 namespace {
@@ -38,75 +33,18 @@ size_t eventsInQuery(const std::string& query) {
   return count;
 }
 
-std::optional<PlistValue> readPlist(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << file.rdbuf();
-  return PropertyList::fromBytes(bytes.str());
-}
-
 class BackendIntegrationTest : public ::testing::Test {
  protected:
   test::BackendProcess backend;
 };
 
-TEST_F(BackendIntegrationTest, ConfigurationIsAppliedAndPersisted) {
-  test::LinuxSdk env(backend.endpoint());
-  VicinixConfigurator::save("demo-app-key");
-  bool configured = false;
-  VicinixConfigurator::configure([&] { configured = true; });
-  ASSERT_TRUE(env.runUntil([&] {
-    return configured &&
-           env.sdk().defaults().date("VicinixRequiredSdkVersionUpdateDateDefaultsKey").has_value();
-  }));
-
-  EXPECT_EQ(VicinixConfigurator::dailyNotificationLimit(), 5);
-  EXPECT_EQ(VicinixConfigurator::campaignExpiration(), 3600);
-  EXPECT_EQ(VicinixConfigurator::requiredSdkVersionExpiration(), 86400);
-  EXPECT_TRUE(VicinixConfigurator::useAppBadges());
-  EXPECT_TRUE(VicinixConfigurator::sdkEnabled());
-  EXPECT_EQ(VicinixConfigurator::allowedNamespaces(),
-            (std::vector<std::string>{"edd1ebeac04e5defa017", "f7826da6bc5b71e0893e"}));
-  EXPECT_EQ(VicinixAppearance::textFontSize(), 15.0);
-
-  auto theme = readPlist(env.appData() / "Documents" / "theme.plist");
-  ASSERT_TRUE(theme);
-  const auto* dictionary = theme->get<PlistValue::Dictionary>();
-  ASSERT_TRUE(dictionary);
-  EXPECT_EQ(dictionary->at("primaryColor"), PlistValue("#218DEA"));
-
-  auto settings = readPlist(env.appData() / "Library" / "Preferences" / "vicinix.plist");
-  ASSERT_TRUE(settings) << "settings are written to the property-list file";
-  const auto& stored = *settings->get<PlistValue::Dictionary>();
-  EXPECT_EQ(stored.at("VicinixApplicationKeyDefaultsKey"), PlistValue("demo-app-key"));
-  EXPECT_EQ(stored.at("VicinixDailyNotificationLimitVersionDefaultsKey"), PlistValue(int64_t{5}));
-}
-
-TEST_F(BackendIntegrationTest, UploadGoesInBatchesOfTwentyAndClearsTheStore) {
-  test::LinuxSdk env(backend.endpoint());
-  VicinixConfigurator::save("demo-app-key");
-  recordEvents(45);
-  int completions = 0;
-  EventManager::logAllEvents([&] { ++completions; });
-  ASSERT_TRUE(env.runUntil([&] { return completions == 3 && storedEvents() == 0; }));
-
-  std::vector<size_t> batchSizes;
-  for (const auto& request : backend.requests()) {
-    batchSizes.push_back(eventsInQuery(request["query"].get<std::string>()));
-  }
-  EXPECT_EQ(batchSizes, (std::vector<size_t>{20, 20, 5}));
-  auto received = backend.events();
-  ASSERT_EQ(received.size(), 45u);
-  EXPECT_EQ(received[0]["eventType"], "APP_STARTED");
-  EXPECT_EQ(received[0]["deviceId"], VicinixConfigurator::deviceID());
-}
-
-// Every text the SDK sends must be valid GraphQL for the backend contract.
+// Every text the SDK sends must be valid GraphQL for the backend contract,
+// and an accepted upload of 45 events goes as 20, 20 and 5 and empties the store.
 TEST_F(BackendIntegrationTest, EveryQueryTheSdkSendsValidates) {
   test::LinuxSdk env(backend.endpoint());
   VicinixConfigurator::save("demo-app-key");
   env.sdk().defaults().setBool("VicinixBluetoothOnDefaultsKey", true);
-  recordEvents(2);
+  recordEvents(44);
   Beacon beacon{.id = "b", .namespace_ = "edd1ebeac04e5defa017", .instance = "0123456789ab"};
   EventFactory::shared().create(EventType::notification, std::string("c1"), &beacon);
 
@@ -122,23 +60,30 @@ TEST_F(BackendIntegrationTest, EveryQueryTheSdkSendsValidates) {
   c2.id = "c2";
   GraphQLClient().notifications({c1, c2}, count);
   EventManager::logAllEvents([&] { ++replies; });
-  ASSERT_TRUE(env.runUntil([&] { return replies == 3 && backend.requests().size() == 5; }));
+  ASSERT_TRUE(env.runUntil([&] { return replies == 5 && storedEvents() == 0; }));
+  ASSERT_TRUE(env.runUntil([&] { return backend.requests().size() == 7; }));
 
   std::set<std::string> operations;
+  std::vector<size_t> batchSizes;
   for (const auto& request : backend.requests()) {
     EXPECT_EQ(request["errors"], nlohmann::json::array()) << request["query"];
     EXPECT_EQ(request["status"], 200);
     EXPECT_EQ(request["headers"]["application-key"], "demo-app-key");
     EXPECT_EQ(request["headers"]["has-bluetooth-turned-on"], "true");
     operations.insert(request["operation"].get<std::string>());
+    if (request["operation"] == "sdkCreateLog") {
+      batchSizes.push_back(eventsInQuery(request["query"].get<std::string>()));
+    }
   }
   EXPECT_EQ(operations, (std::set<std::string>{"sdkApplicationConfig", "sdkConfig",
                                                 "sdkFetchPullNotifications", "sdkFetchCampaigns",
                                                 "sdkCreateLog"}));
+  EXPECT_EQ(batchSizes, (std::vector<size_t>{20, 20, 5}));
   auto received = backend.events();
-  ASSERT_EQ(received.size(), 3u);
-  EXPECT_EQ(received[2]["campaignId"], "c1");
-  EXPECT_EQ(received[2]["beaconInstance"], "0123456789ab");
+  ASSERT_EQ(received.size(), 45u);
+  EXPECT_EQ(received[44]["campaignId"], "c1");
+  EXPECT_EQ(received[44]["beaconInstance"], "0123456789ab");
+  EXPECT_EQ(received[0]["deviceId"], VicinixConfigurator::deviceID());
 }
 
 TEST_F(BackendIntegrationTest, BadRepliesLeaveTheEventsInPlace) {
