@@ -1,14 +1,12 @@
 #include "ui/vicinix_appearance.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "core/atomic_file.h"
 #include "core/sdk.h"
 
 namespace vicinix {
@@ -18,38 +16,6 @@ constexpr char kThemeFileName[] = "theme.plist";
 
 VicinixAppearance& instance() {
   return VicinixAppearance::shared();
-}
-
-// Writes through a temporary file and a rename, so a crash mid-write leaves
-// the previous theme intact.
-std::optional<std::string> writeAtomically(const std::filesystem::path& path,
-                                           const std::string& bytes) {
-  std::error_code error;
-  std::filesystem::create_directories(path.parent_path(), error);
-  std::string temporary = path.string() + ".tmp";
-  int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  if (fd < 0)
-    return "The file “" + path.filename().string() + "” couldn’t be saved: " + std::strerror(errno);
-  size_t written = 0;
-  while (written < bytes.size()) {
-    ssize_t n = ::write(fd, bytes.data() + written, bytes.size() - written);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) {
-      std::string reason = std::strerror(errno);
-      ::close(fd);
-      ::unlink(temporary.c_str());
-      return "The file “" + path.filename().string() + "” couldn’t be saved: " + reason;
-    }
-    written += static_cast<size_t>(n);
-  }
-  ::fsync(fd);
-  ::close(fd);
-  if (::rename(temporary.c_str(), path.c_str()) != 0) {
-    std::string reason = std::strerror(errno);
-    ::unlink(temporary.c_str());
-    return "The file “" + path.filename().string() + "” couldn’t be saved: " + reason;
-  }
-  return std::nullopt;
 }
 
 }  // namespace
@@ -75,7 +41,10 @@ std::string VicinixAppearance::themeFilePath() {
 std::optional<std::string> VicinixAppearance::saveTheme(const PlistValue& theme) {
   auto xml = PropertyList::toXml(theme);
   if (!xml) return std::string("The theme couldn’t be written as a property list.");
-  return writeAtomically(themeFilePath(), *xml);
+  // Atomic, so a crash mid-write leaves the previous theme in force.
+  if (writeFileAtomically(themeFilePath(), *xml)) return std::nullopt;
+  return "The file “" + std::string(kThemeFileName) +
+         "” couldn’t be saved: " + std::strerror(errno);
 }
 
 std::variant<PlistValue::Dictionary, std::string> VicinixAppearance::loadTheme() {

@@ -67,16 +67,6 @@ int readWholeFile(const std::filesystem::path& file, std::string& contents) {
   return 0;
 }
 
-bool writeAll(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    ssize_t wrote = write(fd, bytes.data(), bytes.size());
-    if (wrote < 0 && errno == EINTR) continue;
-    if (wrote <= 0) return false;
-    bytes.remove_prefix(static_cast<size_t>(wrote));
-  }
-  return true;
-}
-
 std::string utcStamp() {
   std::time_t now = std::time(nullptr);
   std::tm parts{};
@@ -206,29 +196,6 @@ class PlistDefaultsStore final : public DefaultsStore {
 };
 
 }  // namespace
-
-bool writeFileAtomically(const std::filesystem::path& file, std::string_view bytes) {
-  std::filesystem::path directory = file.parent_path();
-  if (directory.empty()) directory = ".";
-  std::error_code ignored;
-  std::filesystem::create_directories(directory, ignored);
-
-  std::string temporary = (directory / ("." + file.filename().string() + ".XXXXXX")).string();
-  int fd = mkostemp(temporary.data(), O_CLOEXEC);
-  if (fd < 0) return false;
-  bool written = writeAll(fd, bytes) && fsync(fd) == 0;
-  written = close(fd) == 0 && written;
-  if (!written || rename(temporary.c_str(), file.c_str()) != 0) {
-    unlink(temporary.c_str());
-    return false;
-  }
-  // Without this the rename itself may not survive a power cut.
-  int directoryFd = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (directoryFd < 0) return false;
-  bool synced = fsync(directoryFd) == 0;
-  close(directoryFd);
-  return synced;
-}
 
 std::shared_ptr<DefaultsStore> makePlistDefaultsStore(std::filesystem::path file,
                                                       std::shared_ptr<Log> log,

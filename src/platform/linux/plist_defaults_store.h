@@ -5,6 +5,7 @@
 #include <memory>
 #include <string_view>
 
+#include "core/atomic_file.h"
 #include "platform/defaults_store.h"
 #include "platform/log.h"
 
@@ -14,11 +15,6 @@ namespace vicinix {
 // contents, never a mix of both. False when that failed.
 using SettingsFileWriter =
     std::function<bool(const std::filesystem::path& file, std::string_view bytes)>;
-
-// The writer the store uses unless told otherwise: creates the directory,
-// writes a temporary file beside `file`, fsyncs it, renames it over `file`
-// and fsyncs the directory.
-bool writeFileAtomically(const std::filesystem::path& file, std::string_view bytes);
 
 // Settings persisted as an XML property list at `file`, read once here. A file
 // that cannot be read as a dictionary is moved aside to
