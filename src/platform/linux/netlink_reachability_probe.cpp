@@ -21,6 +21,12 @@
 namespace vicinix {
 namespace {
 
+// NLMSG_OK without its signed/unsigned comparison, which clang rejects.
+bool messageFits(const nlmsghdr* message, int left) {
+  return left >= static_cast<int>(sizeof(nlmsghdr)) && message->nlmsg_len >= sizeof(nlmsghdr) &&
+         message->nlmsg_len <= static_cast<unsigned>(left);
+}
+
 class UniqueFd {
  public:
   UniqueFd() = default;
@@ -207,7 +213,7 @@ class RouteReader {
       if (got < 0 && errno == EINTR) continue;
       if (got <= 0) return Outcome::kFailed;
       int left = static_cast<int>(got);
-      for (auto* message = reinterpret_cast<nlmsghdr*>(buffer_.data()); NLMSG_OK(message, left);
+      for (auto* message = reinterpret_cast<nlmsghdr*>(buffer_.data()); messageFits(message, left);
            message = NLMSG_NEXT(message, left)) {
         // Left over from an earlier exchange that gave up waiting.
         if (message->nlmsg_seq != header->nlmsg_seq) continue;

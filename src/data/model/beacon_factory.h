@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "data/model/beacon.h"
+#include "data/model/database.h"
+
+namespace vicinix {
+
+class Sdk;
+
+// Keeps one Beacon record per namespace/instance pair, and with it the time of
+// the beacon's last campaign request that throttles the next one.
+class BeaconFactory {
+ public:
+  explicit BeaconFactory(Sdk& sdk);
+  static BeaconFactory& shared();
+
+  // The stored record of the pair. Unknown pairs: nothing, or with `create` a
+  // new record, stored when possible and returned unsaved when not.
+  std::optional<Beacon> findBeacon(const std::string& namespace_, const std::string& instance,
+                                   bool create = false);
+  // Stores `beacon` whole, later on the main queue.
+  void save(const Beacon& beacon);
+  // Stamps the stored record of `beacon` as updated, later on the main queue,
+  // at the time the stamp is written.
+  void setUpdate(const Beacon& beacon);
+
+  // The store's own handle; absent when the database could not be opened.
+  Database* realm() { return realm_.get(); }
+
+ private:
+  Sdk& sdk_;
+  std::unique_ptr<Database> realm_;
+};
+
+// Whether the backend may be asked about `beacon` again: never asked, or
+// asked longer ago than the configured beacon expiration (3600 s when unset).
+bool isAllowedToUpdate(const Beacon& beacon);
+
+}  // namespace vicinix
