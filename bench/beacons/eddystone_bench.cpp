@@ -8,10 +8,12 @@
 
 // Counts this thread's allocations so each benchmark can report them per
 // frame. Replacing the global operator new reaches the whole bench binary,
-// which is why it only counts and otherwise behaves like the default.
-namespace {
+// which is why it only counts and otherwise behaves like the default; the
+// other benchmarks read the same counter.
+namespace vicinix::bench {
 thread_local uint64_t allocations = 0;
-}  // namespace
+}  // namespace vicinix::bench
+using vicinix::bench::allocations;
 
 // Out of line, as are the deletes: inlined, GCC pairs malloc() and free() with
 // the new and delete expressions around them and reports mismatches that are not.

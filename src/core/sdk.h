@@ -43,6 +43,11 @@ class Sdk {
   HttpClient& http() { return *platform_.http; }
   ReachabilityProbe& reachabilityProbe() { return *platform_.reachability; }
   LocationService& location() { return *platform_.location; }
+  // A central of the platform's Bluetooth stack reporting to `delegate` on `queue`.
+  std::unique_ptr<BluetoothCentral> makeBluetoothCentral(BluetoothCentralDelegate& delegate,
+                                                         std::shared_ptr<DispatchQueue> queue) {
+    return platform_.bluetooth(delegate, std::move(queue));
+  }
   Log& log() { return *platform_.log; }
   const AppDirectories& directories() const { return platform_.directories; }
   const DeviceInfo& device() const { return platform_.device; }

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/bluetooth_central.h"
 #include "platform/clock.h"
 #include "platform/defaults_store.h"
 #include "platform/dispatch_queue.h"
@@ -38,6 +39,7 @@ struct Platform {
   std::shared_ptr<HttpClient> http;
   std::shared_ptr<ReachabilityProbe> reachability;
   std::shared_ptr<LocationService> location;
+  BluetoothCentralFactory bluetooth;
   std::shared_ptr<Log> log;
   AppDirectories directories;
   DeviceInfo device;

@@ -15,6 +15,10 @@ struct Beacon {
   Date created{};
   std::optional<Date> updated{};  // last campaign request for this beacon
 
+  // Whether the backend may be asked about this beacon again: never asked, or
+  // asked longer ago than the configured beacon expiration (3600 s when unset).
+  bool isAllowedToUpdate() const;
+
   bool operator==(const Beacon&) const = default;
 };
 

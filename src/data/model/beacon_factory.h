@@ -36,8 +36,4 @@ class BeaconFactory {
   std::unique_ptr<Database> realm_;
 };
 
-// Whether the backend may be asked about `beacon` again: never asked, or
-// asked longer ago than the configured beacon expiration (3600 s when unset).
-bool isAllowedToUpdate(const Beacon& beacon);
-
 }  // namespace vicinix

@@ -17,6 +17,7 @@ FakeSdk::FakeSdk(std::function<void(Platform&)> customize)
       http(std::make_shared<FakeHttpClient>(time->mainQueue())),
       reachability(std::make_shared<FakeReachabilityProbe>()),
       location(std::make_shared<FakeLocationService>()),
+      bluetooth(std::make_shared<FakeBluetoothCentral>(BluetoothCentralState::poweredOn)),
       log(std::make_shared<RecordingLog>()) {
   std::string pattern = (std::filesystem::temp_directory_path() / "vicinix-test-XXXXXX").string();
   if (mkdtemp(pattern.data()) == nullptr) throw std::system_error(errno, std::generic_category());
@@ -29,6 +30,7 @@ FakeSdk::FakeSdk(std::function<void(Platform&)> customize)
       .http = http,
       .reachability = reachability,
       .location = location,
+      .bluetooth = bluetooth->factory(),
       .log = log,
       .directories = AppDirectories::under(appData_),
       .device = DeviceInfo{.model = "x86_64", .osVersion = "6.1.0-test"},

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "core/sdk.h"
+#include "platform/fake/fake_bluetooth_central.h"
 #include "platform/fake/fake_http_client.h"
 #include "platform/fake/fake_location_service.h"
 #include "platform/fake/fake_reachability_probe.h"
@@ -41,6 +42,7 @@ class FakeSdk {
   std::shared_ptr<FakeHttpClient> http;
   std::shared_ptr<FakeReachabilityProbe> reachability;
   std::shared_ptr<FakeLocationService> location;
+  std::shared_ptr<FakeBluetoothCentral> bluetooth;  // powered on
   std::shared_ptr<RecordingLog> log;
 
  private:

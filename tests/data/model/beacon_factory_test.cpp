@@ -39,11 +39,11 @@ TEST_F(BeaconFactoryTest, ThrottleHoldsUntilStrictlyPastTheExpiration) {
     env.defaults->setInteger("VicinixBeaconExpirationVersionDefaultsKey", c.setting);
     env.log->clear();
     Beacon beacon{.updated = env.sdk().clock().now() - c.ago};
-    EXPECT_EQ(isAllowedToUpdate(beacon), c.allowed) << c.setting << " " << c.ago.count();
+    EXPECT_EQ(beacon.isAllowedToUpdate(), c.allowed) << c.setting << " " << c.ago.count();
     EXPECT_THAT(env.log->debugLines(), testing::ElementsAre(c.printed));
   }
   env.log->clear();
-  EXPECT_TRUE(isAllowedToUpdate(Beacon{}));
+  EXPECT_TRUE(Beacon{}.isAllowedToUpdate());
   EXPECT_TRUE(env.log->debugLines().empty());
 }
 
