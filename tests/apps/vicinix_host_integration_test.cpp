@@ -1,11 +1,9 @@
 // vicinix-host as an integrator runs it, against the reference backend.
 
 #include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <filesystem>
-
 #include <nlohmann/json.hpp>
 
 #include "support/backend_process.h"
@@ -25,8 +23,8 @@ class VicinixHostTest : public ::testing::Test {
   void TearDown() override { std::filesystem::remove_all(dataDir); }
 
   test::CommandResult host(const std::string& arguments) {
-    return test::runCommand(std::string(VICINIX_HOST_BINARY) + " " + arguments +
-                            " --data-dir " + dataDir.string());
+    return test::runCommand(std::string(VICINIX_HOST_BINARY) + " " + arguments + " --data-dir " +
+                            dataDir.string());
   }
 
   std::filesystem::path dataDir;

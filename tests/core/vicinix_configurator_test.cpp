@@ -137,9 +137,8 @@ TEST_F(VicinixConfiguratorTest, GateClosesAtOneAndReopensAtZero) {
                  Case{"null", false}, Case{"false", true}, Case{"true", false}}) {
     auto before = env.defaults->date(kUpdateDateKey);
     env.time->advance(seconds(1));
-    VicinixConfigurator::parseSdkConfiguration(
-        JsonValue::parse(std::string(R"({"data":{"sdkConfig":{"requiredIosSdkVersion":)") +
-                         c.answer + "}}}"));
+    VicinixConfigurator::parseSdkConfiguration(JsonValue::parse(
+        std::string(R"({"data":{"sdkConfig":{"requiredIosSdkVersion":)") + c.answer + "}}}"));
     EXPECT_EQ(VicinixConfigurator::sdkEnabled(), c.enabled) << c.answer;
     bool stored = std::string(c.answer) != "\"0\"" && std::string(c.answer) != "null";
     EXPECT_EQ(env.defaults->date(kUpdateDateKey) != before, stored) << c.answer;

@@ -19,7 +19,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-int64_t storedEvents() { return EventTable(*EventFactory::shared().realm()).count(); }
+int64_t storedEvents() {
+  return EventTable(*EventFactory::shared().realm()).count();
+}
 
 void recordEvents(int count) {
   for (int n = 0; n < count; ++n) EventFactory::shared().create(EventType::appStarted);
@@ -76,9 +78,9 @@ TEST_F(BackendIntegrationTest, EveryQueryTheSdkSendsValidates) {
       batchSizes.push_back(eventsInQuery(request["query"].get<std::string>()));
     }
   }
-  EXPECT_EQ(operations, (std::set<std::string>{"sdkApplicationConfig", "sdkConfig",
-                                                "sdkFetchPullNotifications", "sdkFetchCampaigns",
-                                                "sdkCreateLog"}));
+  EXPECT_EQ(operations,
+            (std::set<std::string>{"sdkApplicationConfig", "sdkConfig", "sdkFetchPullNotifications",
+                                   "sdkFetchCampaigns", "sdkCreateLog"}));
   // Batches leave 20 ms apart but may overtake each other on the way.
   std::sort(batchSizes.begin(), batchSizes.end());
   EXPECT_EQ(batchSizes, (std::vector<size_t>{5, 20, 20}));

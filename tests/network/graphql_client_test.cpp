@@ -46,7 +46,8 @@ TEST_F(GraphQLClientTest, QueryTextsAreExact) {
   Beacon beacon{.id = "b", .namespace_ = "edd1ebeac04e5defa017", .instance = "0123456789ab"};
   EXPECT_EQ(GraphQLClient::notificationQuery(beacon),
             "{sdkFetchPullNotifications(beaconNamespace: \"edd1ebeac04e5defa017\", "
-            "beaconInstance:\"0123456789ab\") " + selection + "}");
+            "beaconInstance:\"0123456789ab\") " +
+                selection + "}");
 
   Campaign campaign;
   campaign.id = "c1";
@@ -150,9 +151,15 @@ TEST_F(GraphQLClientTest, FailuresReachTheHandlerAsDocumented) {
     const char* line;
   };
   std::vector<Case> cases = {
-      {"transport error", {.error = "Couldn't connect to server", .status = 0, .body = {}}, true,
-       false, "Error Request: POST https://backend.test/graphql"},
-      {"no data", {.error = {}, .status = 200, .body = {}}, true, false,
+      {"transport error",
+       {.error = "Couldn't connect to server", .status = 0, .body = {}},
+       true,
+       false,
+       "Error Request: POST https://backend.test/graphql"},
+      {"no data",
+       {.error = {}, .status = 200, .body = {}},
+       true,
+       false,
        "Error: did not receive data"},
       {"not JSON", {.error = {}, .status = 500, .body = "<html>oops</html>"}, true, true, nullptr},
   };

@@ -52,9 +52,8 @@ TEST(ReachabilityTest, NotifierReportsChangesOnlyOnTheMainQueue) {
   reachability->whenUnreachable = [&](Reachability&) { calls.push_back("unreachable"); };
   int posted = 0;
   NotificationCenter::defaultCenter().addObserver(
-      Reachability::kChangedNotification, [&](const NotificationCenter::Notification&) {
-        ++posted;
-      });
+      Reachability::kChangedNotification,
+      [&](const NotificationCenter::Notification&) { ++posted; });
 
   ASSERT_FALSE(reachability->startNotifier());
   EXPECT_TRUE(reachability->notifierRunning());
@@ -66,7 +65,8 @@ TEST(ReachabilityTest, NotifierReportsChangesOnlyOnTheMainQueue) {
   env.time->runUntilIdle();
   env.reachability->change(kReachabilityReachable | kReachabilityIsWWAN);
   env.time->runUntilIdle();
-  EXPECT_EQ(calls, (std::vector<std::string>{"reachable WiFi", "unreachable", "reachable Cellular"}));
+  EXPECT_EQ(calls,
+            (std::vector<std::string>{"reachable WiFi", "unreachable", "reachable Cellular"}));
   EXPECT_EQ(posted, 3);
   EXPECT_EQ(reachability->description(), "WR-------");
 
@@ -88,7 +88,8 @@ TEST(ReachabilityTest, NotifierReportsChangesOnlyOnTheMainQueue) {
 TEST(ReachabilityTest, RefusalsAreReportedAsErrors) {
   FakeSdk env;
   env.reachability->refuseCallbacks(true);
-  EXPECT_EQ(Reachability::forZeroAddress()->startNotifier(), ReachabilityError::UnableToSetCallback);
+  EXPECT_EQ(Reachability::forZeroAddress()->startNotifier(),
+            ReachabilityError::UnableToSetCallback);
   env.reachability->refuseCallbacks(false);
   env.reachability->setFlags(std::nullopt);
   EXPECT_EQ(Reachability::forZeroAddress()->startNotifier(),

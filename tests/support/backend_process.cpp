@@ -42,7 +42,8 @@ std::string blockingHttp(const std::string& url, const std::string* postBody) {
 }
 
 BackendProcess::BackendProcess() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "vicinix-backend-XXXXXX").string();
+  std::string pattern =
+      (std::filesystem::temp_directory_path() / "vicinix-backend-XXXXXX").string();
   if (!mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
   workDir_ = pattern;
   std::string source = VICINIX_SOURCE_DIR;

@@ -3,9 +3,8 @@
 #include <sys/types.h>
 
 #include <filesystem>
-#include <string>
-
 #include <nlohmann/json.hpp>
+#include <string>
 
 namespace vicinix::test {
 

@@ -11,18 +11,20 @@ namespace {
 
 const Color kGray = Color::gray();
 
-Color rgb(int r, int g, int b) { return {r / 255.0, g / 255.0, b / 255.0, 1}; }
+Color rgb(int r, int g, int b) {
+  return {r / 255.0, g / 255.0, b / 255.0, 1};
+}
 
 TEST(ColorTest, HexStringsParseLikeTheThemeEditorWritesThem) {
   struct Case {
     const char* text;
     Color expected;
   };
-  for (Case c : {Case{"#218DEA", rgb(0x21, 0x8D, 0xEA)}, Case{"218dea", rgb(0x21, 0x8D, 0xEA)},
-                 Case{"  #218dea\n", rgb(0x21, 0x8D, 0xEA)}, Case{"#FFF", kGray},
-                 Case{"#FF218DEA", kGray}, Case{"", kGray}, Case{"##218DEA", kGray},
-                 Case{"12ZZZZ", rgb(0, 0, 0x12)}, Case{"ZZZZZZ", rgb(0, 0, 0)},
-                 Case{"#000000", rgb(0, 0, 0)}}) {
+  for (Case c :
+       {Case{"#218DEA", rgb(0x21, 0x8D, 0xEA)}, Case{"218dea", rgb(0x21, 0x8D, 0xEA)},
+        Case{"  #218dea\n", rgb(0x21, 0x8D, 0xEA)}, Case{"#FFF", kGray}, Case{"#FF218DEA", kGray},
+        Case{"", kGray}, Case{"##218DEA", kGray}, Case{"12ZZZZ", rgb(0, 0, 0x12)},
+        Case{"ZZZZZZ", rgb(0, 0, 0)}, Case{"#000000", rgb(0, 0, 0)}}) {
     EXPECT_EQ(Color::fromHexString(c.text), c.expected) << '"' << c.text << '"';
   }
 }
