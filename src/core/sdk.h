@@ -48,6 +48,9 @@ class Sdk {
                                                          std::shared_ptr<DispatchQueue> queue) {
     return platform_.bluetooth(delegate, std::move(queue));
   }
+  UserNotificationCenter& notifications() { return *platform_.notifications; }
+  ImageCodec& images() { return *platform_.images; }
+  Application& application() { return *platform_.application; }
   Log& log() { return *platform_.log; }
   const AppDirectories& directories() const { return platform_.directories; }
   const DeviceInfo& device() const { return platform_.device; }

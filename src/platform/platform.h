@@ -4,14 +4,17 @@
 #include <memory>
 #include <string>
 
+#include "platform/application.h"
 #include "platform/bluetooth_central.h"
 #include "platform/clock.h"
 #include "platform/defaults_store.h"
 #include "platform/dispatch_queue.h"
 #include "platform/http_client.h"
+#include "platform/image_codec.h"
 #include "platform/location_service.h"
 #include "platform/log.h"
 #include "platform/reachability_probe.h"
+#include "platform/user_notification_center.h"
 
 namespace vicinix {
 
@@ -40,6 +43,9 @@ struct Platform {
   std::shared_ptr<ReachabilityProbe> reachability;
   std::shared_ptr<LocationService> location;
   BluetoothCentralFactory bluetooth;
+  std::shared_ptr<UserNotificationCenter> notifications;
+  std::shared_ptr<ImageCodec> images;
+  std::shared_ptr<Application> application;
   std::shared_ptr<Log> log;
   AppDirectories directories;
   DeviceInfo device;
