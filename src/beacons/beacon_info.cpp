@@ -167,4 +167,11 @@ std::optional<std::string_view> BeaconInfo::encodedStringFromByte(uint8_t charVa
   return std::string_view(&kAsciiCharacters[charVal], 1);
 }
 
+std::string BeaconInfo::description() const {
+  std::string type =
+      beaconID_.beaconType() == BeaconID::BeaconType::Eddystone ? "Eddystone " : "Eddystone EID ";
+  return type + beaconID_.description() + ", txPower: " + std::to_string(txPower_) +
+         ", RSSI: " + std::to_string(RSSI_);
+}
+
 }  // namespace vicinix

@@ -38,6 +38,8 @@ class BeaconInfo {
   int RSSI() const { return RSSI_; }
   // The device's last telemetry frame before this sighting, unparsed; null when none.
   const TelemetryData& telemetry() const { return telemetry_; }
+  // "Eddystone BeaconID beacon: <hex>, txPower: -20, RSSI: -70" ("Eddystone EID ..." for EID).
+  std::string description() const;
 
   // The Eddystone entry of `advertisementFrameList`; empty when there is none.
   static std::span<const uint8_t> eddystoneServiceData(

@@ -34,6 +34,8 @@ class BeaconScanner final : public BluetoothCentralDelegate {
   // Takes effect on the scanner's queue, after what is queued there. Any thread.
   void setDelegate(std::shared_ptr<BeaconScannerDelegate> delegate);
   double onLostTimeout() const { return onLostTimeout_; }
+  // The platform scanner, for stopping the scan directly. Any thread.
+  BluetoothCentral& centralManager() { return *centralManager_; }
 
   // Starts the scan, or when Bluetooth is not powered on waits for it; posts
   // the Bluetooth status notification (true or false) either way. Returns at

@@ -2,6 +2,8 @@
 
 #include <time.h>
 
+#include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
@@ -59,6 +61,27 @@ bool isSameLocalDay(Date a, Date b) {
   localtime_r(&secondsA, &localA);
   localtime_r(&secondsB, &localB);
   return localA.tm_year == localB.tm_year && localA.tm_yday == localB.tm_yday;
+}
+
+std::string formatSeconds(double seconds) {
+  char buffer[64];
+  double magnitude = std::abs(seconds);
+  bool plain = magnitude == 0 || (magnitude >= 1e-4 && magnitude <= 0x1p54);
+  auto format = plain ? std::chars_format::fixed : std::chars_format::general;
+  auto end = std::to_chars(buffer, buffer + sizeof buffer, seconds, format).ptr;
+  std::string text(buffer, end);
+  if (std::isfinite(seconds) && text.find_first_of(".e") == std::string::npos) text += ".0";
+  return text;
+}
+
+std::string describeDate(const std::optional<Date>& date) {
+  if (!date) return "(null)";
+  time_t seconds = std::chrono::system_clock::to_time_t(*date);
+  struct tm utc {};
+  gmtime_r(&seconds, &utc);
+  char buffer[40];
+  strftime(buffer, sizeof buffer, "%Y-%m-%d %H:%M:%S +0000", &utc);
+  return buffer;
 }
 
 }  // namespace vicinix

@@ -4,6 +4,16 @@
 #include <random>
 
 namespace vicinix {
+namespace {
+
+int hexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+}  // namespace
 
 // A version 4 UUID from a per-thread generator seeded once from the system's
 // entropy: libuuid reseeds on every call, which cost more than the rest of
@@ -31,6 +41,23 @@ std::string makeUuidString() {
   put(high, 16);
   put(low, 16);
   return text;
+}
+
+std::optional<std::array<uint8_t, 16>> parseUuid(std::string_view text) {
+  if (text.size() != 36) return std::nullopt;
+  std::array<uint8_t, 16> bytes{};
+  size_t byte = 0;
+  for (size_t i = 0; i < text.size();) {
+    if (i == 8 || i == 13 || i == 18 || i == 23) {
+      if (text[i++] != '-') return std::nullopt;
+      continue;
+    }
+    int high = hexDigit(text[i]), low = hexDigit(text[i + 1]);
+    if (high < 0 || low < 0) return std::nullopt;
+    bytes[byte++] = static_cast<uint8_t>(high << 4 | low);
+    i += 2;
+  }
+  return bytes;
 }
 
 }  // namespace vicinix

@@ -18,6 +18,8 @@ struct Beacon {
   // Whether the backend may be asked about this beacon again: never asked, or
   // asked longer ago than the configured beacon expiration (3600 s when unset).
   bool isAllowedToUpdate() const;
+  // The record as debug lines print it, one field per line.
+  std::string description() const;
 
   bool operator==(const Beacon&) const = default;
 };

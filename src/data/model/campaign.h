@@ -33,6 +33,15 @@ struct Campaign {
   std::string notificationImageName() const;
   std::string listImageName() const;
 
+  // The stored content is older than the configured campaign expiration
+  // (3600 s when unset), or was never stamped.
+  bool needsUpdate() const;
+  // A notification may be shown now: never notified, or under the per-user
+  // cap (compared strictly, so a cap of N allows N + 1) and past the cooldown.
+  bool shouldNotify() const;
+  // The record as debug lines print it, one field per line.
+  std::string description() const;
+
   bool operator==(const Campaign&) const = default;
 };
 

@@ -1,11 +1,6 @@
 #include "data/model/realm_configurator.h"
 
-#include <system_error>
-
-#if __has_include(<sys/xattr.h>)
-#include <sys/xattr.h>
-#endif
-
+#include "core/private_directory.h"
 #include "core/sdk.h"
 
 namespace vicinix {
@@ -22,16 +17,6 @@ class ConfigurationHolder {
   DatabaseConfiguration configuration;
 };
 
-// The freedesktop way of saying "do not back this up": the database is rebuilt
-// from the backend, so a backup would only carry stale rows around.
-void markExcludedFromBackup([[maybe_unused]] const std::filesystem::path& directory) {
-#if __has_include(<sys/xattr.h>)
-  static constexpr char kValue[] = "false";
-  // Filesystems without user xattrs refuse this; the directory works all the same.
-  (void)setxattr(directory.c_str(), "user.xdg.robots.backup", kValue, sizeof kValue - 1, 0);
-#endif
-}
-
 }  // namespace
 
 const DatabaseConfiguration& RealmConfigurator::vicinixConfiguration() {
@@ -43,19 +28,7 @@ std::filesystem::path RealmConfigurator::realmDirectory() {
 }
 
 void RealmConfigurator::createRealmDirectoryIfNeeded() {
-  std::filesystem::path directory = realmDirectory();
-  std::error_code error;
-  if (std::filesystem::exists(directory, error)) return;
-  if (std::filesystem::create_directories(directory, error)) {
-    markExcludedFromBackup(directory);
-    return;
-  }
-  // Without the directory the database cannot open and every store stays
-  // inert; the SDK runs on without persistence rather than stopping the host.
-  if (error) {
-    Sdk::current().log().systemLine("Unable to create directory " + error.message() + " (" +
-                                    directory.string() + ")");
-  }
+  createPrivateDirectoryIfNeeded(realmDirectory());
 }
 
 }  // namespace vicinix

@@ -18,6 +18,9 @@ FakeSdk::FakeSdk(std::function<void(Platform&)> customize)
       reachability(std::make_shared<FakeReachabilityProbe>()),
       location(std::make_shared<FakeLocationService>()),
       bluetooth(std::make_shared<FakeBluetoothCentral>(BluetoothCentralState::poweredOn)),
+      notifications(std::make_shared<FakeUserNotificationCenter>(time->mainQueue())),
+      images(std::make_shared<FakeImageCodec>()),
+      application(std::make_shared<FakeApplication>()),
       log(std::make_shared<RecordingLog>()) {
   std::string pattern = (std::filesystem::temp_directory_path() / "vicinix-test-XXXXXX").string();
   if (mkdtemp(pattern.data()) == nullptr) throw std::system_error(errno, std::generic_category());
@@ -31,6 +34,9 @@ FakeSdk::FakeSdk(std::function<void(Platform&)> customize)
       .reachability = reachability,
       .location = location,
       .bluetooth = bluetooth->factory(),
+      .notifications = notifications,
+      .images = images,
+      .application = application,
       .log = log,
       .directories = AppDirectories::under(appData_),
       .device = DeviceInfo{.model = "x86_64", .osVersion = "6.1.0-test"},

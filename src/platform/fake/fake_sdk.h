@@ -5,10 +5,13 @@
 #include <memory>
 
 #include "core/sdk.h"
+#include "platform/fake/fake_application.h"
 #include "platform/fake/fake_bluetooth_central.h"
 #include "platform/fake/fake_http_client.h"
+#include "platform/fake/fake_image_codec.h"
 #include "platform/fake/fake_location_service.h"
 #include "platform/fake/fake_reachability_probe.h"
+#include "platform/fake/fake_user_notification_center.h"
 #include "platform/fake/memory_defaults_store.h"
 #include "platform/fake/recording_log.h"
 #include "platform/fake/virtual_time.h"
@@ -43,6 +46,9 @@ class FakeSdk {
   std::shared_ptr<FakeReachabilityProbe> reachability;
   std::shared_ptr<FakeLocationService> location;
   std::shared_ptr<FakeBluetoothCentral> bluetooth;  // powered on
+  std::shared_ptr<FakeUserNotificationCenter> notifications;
+  std::shared_ptr<FakeImageCodec> images;
+  std::shared_ptr<FakeApplication> application;
   std::shared_ptr<RecordingLog> log;
 
  private:

@@ -83,6 +83,9 @@ Platform makeLinuxPlatform(const LinuxPlatformOptions& options) {
                       std::shared_ptr<DispatchQueue>) -> std::unique_ptr<BluetoothCentral> {
         return std::make_unique<UnsupportedBluetoothCentral>();
       },
+      .notifications = nullptr,
+      .images = nullptr,
+      .application = nullptr,
       .log = log,
       .directories = directories,
       .device = currentDeviceInfo(),

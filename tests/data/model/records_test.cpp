@@ -17,7 +17,11 @@ TEST(ImageNameTest, ComesFromTheUrlOrFallsBackToTheId) {
            {"https://x/images/a.png?v=3", "a.png", "a.png"},
            {"https://x/b%20c.jpg", "b c.jpg", "b c.jpg"},
            {"https://x/p/b", "b", "42_attribute.jpg"},
-           {"https://x/", "/", "42_attribute.jpg"}}) {
+           // Names that would leave the cache directory fall back too.
+           {"https://x/", "42_notification.jpg", "42_attribute.jpg"},
+           {"https://x/a/..", "42_notification.jpg", "42_attribute.jpg"},
+           {"https://x/..%2F..%2Fetc%2Fpasswd", "42_notification.jpg", "42_attribute.jpg"},
+           {"https://x/a%00b", "42_notification.jpg", "42_attribute.jpg"}}) {
     EXPECT_EQ((Campaign{.id = "42", .notificationImagePath = path}.notificationImageName()),
               notification)
         << path;

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "core/json_value.h"
+#include "data/model/block.h"
+#include "data/model/database.h"
+
+namespace vicinix {
+
+class Sdk;
+
+// Turns the backend's block objects into Block rows with their Attribute
+// rows, and starts the download of a block's picture.
+class BlockFactory {
+ public:
+  explicit BlockFactory(Sdk& sdk);
+  static BlockFactory& shared();
+
+  // The stored block with `id`; with `create`, a new one stored first.
+  std::optional<Block> find(const std::string& id, bool create = false);
+  // Imports one block object; a failed write is fatal.
+  std::optional<Block> createBlock(const JsonValue& json);
+  // Fetches the picture of an IMAGE or VIDEO block into the image cache.
+  void downloadImages(const Block& block);
+
+  Database* realm() { return realm_.get(); }
+
+ private:
+  void fill(Block& block, const JsonValue& json);
+
+  Sdk& sdk_;
+  std::unique_ptr<Database> realm_;
+};
+
+}  // namespace vicinix

@@ -1,0 +1,181 @@
+#include "data/model/campaign_factory.h"
+
+#include "campaigns/image_downloader.h"
+#include "core/fatal.h"
+#include "core/notification_center.h"
+#include "core/sdk.h"
+#include "core/vicinix.h"
+#include "data/model/attribute_table.h"
+#include "data/model/block_factory.h"
+#include "data/model/block_table.h"
+#include "data/model/campaign_table.h"
+#include "data/model/json_reads.h"
+#include "data/model/realm_configurator.h"
+
+namespace vicinix {
+
+CampaignFactory::CampaignFactory(Sdk& sdk)
+    : sdk_(sdk), realm_(Database::open(RealmConfigurator::vicinixConfiguration())) {}
+
+CampaignFactory& CampaignFactory::shared() { return Sdk::current().shared<CampaignFactory>(); }
+
+std::optional<Campaign> CampaignFactory::find(const std::string& id, bool create) {
+  if (!realm_) return std::nullopt;
+  try {
+    if (auto found = CampaignTable(*realm_).find(id)) return found;
+  } catch (const std::exception& error) {
+    sdk_.debug(error.what());
+    return std::nullopt;
+  }
+  if (!create) return std::nullopt;
+  Campaign campaign{.id = id, .created = sdk_.clock().now()};
+  if (auto error = realm_->write([&] { CampaignTable(*realm_).addOrUpdate(campaign); })) {
+    sdk_.debug(*error);
+    return std::nullopt;
+  }
+  return campaign;
+}
+
+std::optional<Campaign> CampaignFactory::parse(const JsonValue& json) {
+  if (json.isNull() || !json["id"].isString()) return std::nullopt;
+  auto campaign = find(json["id"].string(), true);
+  if (!campaign) return std::nullopt;
+  bool isActive = json["isActive"].boolean();
+  if (realm_) {
+    auto error = realm_->write([&] {
+      CampaignTable table(*realm_);
+      campaign->type = readText(json["type"]);
+      if (!isActive) {
+        table.remove(campaign->id);
+        return;
+      }
+      campaign->isActive = true;
+      campaign->maximumNotificationsPerUser = readInteger(json["maximumNotificationsPerUser"]);
+      campaign->cooldown = readInteger(json["cooldown"]);
+      if (campaign->type != customEndpointType) importContent(*campaign, json);
+      table.addOrUpdate(*campaign);
+      sdk_.debug("Campaign \"" + campaign->notificationTitle + "\", " + campaign->type + ", (" +
+                 campaign->id + ") updated.");
+    });
+    if (error) sdk_.debug(*error);
+  }
+  if (!isActive) return std::nullopt;
+  return campaign;
+}
+
+// Inside parse()'s write: everything a CUSTOM_ENDPOINT campaign keeps as it was.
+void CampaignFactory::importContent(Campaign& campaign, const JsonValue& json) {
+  campaign.listTitle = readText(json["listTitle"]);
+  campaign.listText = readText(json["listText"]);
+  campaign.detailURLPath = readText(json["detailUrl"]);
+  campaign.notificationTitle = readText(json["notificationTitle"]);
+  campaign.notificationText = readText(json["notificationText"]);
+  campaign.notificationImagePath = readText(json["notificationImage"]);
+  campaign.inAppEvent = readText(json["inAppEvent"]);
+  campaign.updated = sdk_.clock().now();
+
+  std::string listImage = readText(json["listImage"]);
+  if (listImage != campaign.listImagePath) {
+    // Named after the old path on purpose: the file keeps its name when the
+    // backend moves the picture.
+    ImageDownloader::shared().downloadImage(listImage, campaign.listImageName(), [](auto) {
+      NotificationCenter::defaultCenter().post(Vicinix::imageDownloaded);
+    });
+  }
+  campaign.listImagePath = listImage;
+
+  BlockTable blocks(*realm_);
+  AttributeTable attributes(*realm_);
+  for (const Block& block : blocks.blocksOf(campaign.id)) {
+    for (const Attribute& attribute : attributes.attributesOf(block.id)) {
+      attributes.remove(attribute.id);
+    }
+  }
+  for (const Block& block : blocks.blocksOf(campaign.id)) blocks.remove(block.id);
+
+  sdk_.mainQueue().async([blocks = json["blocks"].array(), id = campaign.id] {
+    CampaignFactory::shared().importBlocks(blocks, id);
+  });
+}
+
+void CampaignFactory::importBlocks(const std::vector<JsonValue>& blocks,
+                                   const std::string& campaignId) {
+  if (!realm_) return;
+  int64_t sortIndex = 1;
+  for (const JsonValue& json : blocks) {
+    auto block = BlockFactory::shared().createBlock(json);
+    if (!block) continue;
+    block->campaign = campaignId;
+    block->sortIndex = sortIndex++;
+    if (auto error = realm_->write([&] { BlockTable(*realm_).addOrUpdate(*block); })) fatal("Unable to link a block to its campaign: " + *error);
+  }
+}
+
+template <class Change>
+void CampaignFactory::writeLater(const std::string& campaignId, Change change) {
+  // Through the context rather than `this`: the queue may outlive this store.
+  sdk_.mainQueue().async([campaignId, change] {
+    CampaignFactory& store = CampaignFactory::shared();
+    if (!store.realm_) return;
+    auto error = store.realm_->write([&] {
+      CampaignTable table(*store.realm_);
+      auto stored = table.find(campaignId);
+      if (!stored) return;
+      change(store.sdk_, *stored);
+      table.addOrUpdate(*stored);
+    });
+    if (error) store.sdk_.debug(*error);
+  });
+}
+
+void CampaignFactory::save(const Campaign& campaign) {
+  sdk_.mainQueue().async([campaign] {
+    CampaignFactory& store = CampaignFactory::shared();
+    if (!store.realm_) return;
+    auto error =
+        store.realm_->write([&] { CampaignTable(*store.realm_).addOrUpdate(campaign); });
+    if (error) store.sdk_.debug(*error);
+  });
+}
+
+void CampaignFactory::setUpdate(const Campaign& campaign) {
+  writeLater(campaign.id, [](Sdk& sdk, Campaign& stored) { stored.updated = sdk.clock().now(); });
+}
+
+void CampaignFactory::setNotified(const Campaign& campaign) {
+  writeLater(campaign.id, [](Sdk& sdk, Campaign& stored) {
+    stored.notificationSent = sdk.clock().now();
+    stored.notificationCount += 1;
+  });
+}
+
+void CampaignFactory::deleteCampaign(const std::string& campaignId) {
+  sdk_.mainQueue().async([campaignId] {
+    CampaignFactory& store = CampaignFactory::shared();
+    if (!store.realm_) return;
+    auto error = store.realm_->write([&] { CampaignTable(*store.realm_).remove(campaignId); });
+    if (error) store.sdk_.debug(*error);
+  });
+}
+
+std::optional<std::vector<Campaign>> CampaignFactory::allCampaigns() {
+  if (!realm_) return std::nullopt;
+  try {
+    return CampaignTable(*realm_).all();
+  } catch (const std::exception& error) {
+    sdk_.debug(error.what());
+    return std::vector<Campaign>{};
+  }
+}
+
+std::vector<Block> CampaignFactory::blocks(const Campaign& campaign) {
+  if (!realm_) return {};
+  try {
+    return BlockTable(*realm_).blocksOf(campaign.id);
+  } catch (const std::exception& error) {
+    sdk_.debug(error.what());
+    return {};
+  }
+}
+
+}  // namespace vicinix
