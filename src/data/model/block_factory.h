@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "core/json_value.h"
 #include "data/model/block.h"
@@ -25,6 +26,10 @@ class BlockFactory {
   std::optional<Block> createBlock(const JsonValue& json);
   // Fetches the picture of an IMAGE or VIDEO block into the image cache.
   void downloadImages(const Block& block);
+  // Imports a campaign's block objects in order, numbered from 1, linked to
+  // `campaignId`, then fetches their pictures. A block that cannot be created
+  // is skipped and takes no number; any other failed write is fatal.
+  void importBlocks(const std::vector<JsonValue>& blocks, const std::string& campaignId);
 
   Database* realm() { return realm_.get(); }
 

@@ -1,7 +1,6 @@
 #include "data/model/campaign_factory.h"
 
 #include "campaigns/image_downloader.h"
-#include "core/fatal.h"
 #include "core/notification_center.h"
 #include "core/sdk.h"
 #include "core/vicinix.h"
@@ -37,28 +36,31 @@ std::optional<Campaign> CampaignFactory::find(const std::string& id, bool create
 }
 
 std::optional<Campaign> CampaignFactory::parse(const JsonValue& json) {
-  if (json.isNull() || !json["id"].isString()) return std::nullopt;
-  auto campaign = find(json["id"].string(), true);
-  if (!campaign) return std::nullopt;
+  if (json.isNull() || !json["id"].isString() || !realm_) return std::nullopt;
+  const std::string& id = json["id"].raw().get_ref<const std::string&>();
   bool isActive = json["isActive"].boolean();
-  if (realm_) {
-    auto error = realm_->write([&] {
-      CampaignTable table(*realm_);
-      campaign->type = readText(json["type"]);
-      if (!isActive) {
-        table.remove(campaign->id);
-        return;
-      }
-      campaign->isActive = true;
-      campaign->maximumNotificationsPerUser = readInteger(json["maximumNotificationsPerUser"]);
-      campaign->cooldown = readInteger(json["cooldown"]);
-      if (campaign->type != customEndpointType) importContent(*campaign, json);
-      table.addOrUpdate(*campaign);
-      sdk_.debug("Campaign \"" + campaign->notificationTitle + "\", " + campaign->type + ", (" +
-                 campaign->id + ") updated.");
-    });
-    if (error) sdk_.debug(*error);
-  }
+  std::optional<Campaign> campaign;
+  // Lookup, creation and import share one transaction: a commit each cost
+  // more than the import itself.
+  auto error = realm_->write([&] {
+    CampaignTable table(*realm_);
+    campaign = table.find(id);
+    if (!campaign) campaign = Campaign{.id = id, .created = sdk_.clock().now()};
+    campaign->type = readText(json["type"]);
+    if (!isActive) {
+      table.remove(id);
+      return;
+    }
+    campaign->isActive = true;
+    campaign->maximumNotificationsPerUser = readInteger(json["maximumNotificationsPerUser"]);
+    campaign->cooldown = readInteger(json["cooldown"]);
+    if (campaign->type != customEndpointType) importContent(*campaign, json);
+    table.addOrUpdate(*campaign);
+    sdk_.debug("Campaign \"" + campaign->notificationTitle + "\", " + campaign->type + ", (" +
+               campaign->id + ") updated.");
+  });
+  // A failed write still hands back what was read, as the caller asked for it.
+  if (error) sdk_.debug(*error);
   if (!isActive) return std::nullopt;
   return campaign;
 }
@@ -94,21 +96,8 @@ void CampaignFactory::importContent(Campaign& campaign, const JsonValue& json) {
   for (const Block& block : blocks.blocksOf(campaign.id)) blocks.remove(block.id);
 
   sdk_.mainQueue().async([blocks = json["blocks"].array(), id = campaign.id] {
-    CampaignFactory::shared().importBlocks(blocks, id);
+    BlockFactory::shared().importBlocks(blocks, id);
   });
-}
-
-void CampaignFactory::importBlocks(const std::vector<JsonValue>& blocks,
-                                   const std::string& campaignId) {
-  if (!realm_) return;
-  int64_t sortIndex = 1;
-  for (const JsonValue& json : blocks) {
-    auto block = BlockFactory::shared().createBlock(json);
-    if (!block) continue;
-    block->campaign = campaignId;
-    block->sortIndex = sortIndex++;
-    if (auto error = realm_->write([&] { BlockTable(*realm_).addOrUpdate(*block); })) fatal("Unable to link a block to its campaign: " + *error);
-  }
 }
 
 template <class Change>

@@ -44,7 +44,6 @@ class CampaignFactory {
 
  private:
   void importContent(Campaign& campaign, const JsonValue& json);
-  void importBlocks(const std::vector<JsonValue>& blocks, const std::string& campaignId);
   template <class Change>
   void writeLater(const std::string& campaignId, Change change);
 
