@@ -20,10 +20,23 @@ struct RecordOptions {
   std::optional<std::string> beacon;  // NAMESPACE:INSTANCE
 };
 
+struct RunOptions {
+  std::string applicationKey;
+  std::string endpoint;
+  std::filesystem::path dataDir;
+  std::string source = "bluez";  // bluez[:ADAPTER] | hci[:N] | replay:FILE
+  double replaySpeed = 1;
+  std::optional<double> duration;  // seconds; until SIGINT or SIGTERM when absent
+  bool debug = false;
+};
+
 // Each returns the process exit code.
 int runConfigure(const ConfigureOptions& options);
+int runRun(const RunOptions& options);
 int runSettings(const std::filesystem::path& dataDir);
 int runEvents(const std::filesystem::path& dataDir);
+int runCampaigns(const std::filesystem::path& dataDir);
+int runBeacons(const std::filesystem::path& dataDir);
 int runRecordEvent(const RecordOptions& options);
 
 }  // namespace vicinix::host

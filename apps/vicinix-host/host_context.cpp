@@ -9,8 +9,10 @@ std::filesystem::path defaultDataDirectory() {
 }
 
 HostContext::HostContext(const std::filesystem::path& appData, const std::string& endpoint,
-                         bool debug) {
-  Platform platform = makeLinuxPlatform({.appData = appData});
+                         bool debug)
+    : HostContext(makeLinuxPlatform({.appData = appData}), endpoint, debug) {}
+
+HostContext::HostContext(Platform platform, const std::string& endpoint, bool debug) {
   http_ = std::make_shared<ObservedHttpClient>(platform.http);
   platform.http = http_;
   Sdk::Options options;

@@ -16,6 +16,8 @@ namespace vicinix::host {
 class HostContext {
  public:
   HostContext(const std::filesystem::path& appData, const std::string& endpoint, bool debug);
+  // With a platform the command has already put together.
+  HostContext(Platform platform, const std::string& endpoint, bool debug);
   ~HostContext();
 
   Sdk& sdk() { return *sdk_; }

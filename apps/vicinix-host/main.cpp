@@ -26,11 +26,32 @@ int main(int argc, char** argv) {
   configureCommand->add_flag("--debug", configure.debug, "Print the SDK's debug lines");
   addDataDir(configureCommand);
 
+  RunOptions run;
+  auto* runCommand = app.add_subcommand("run", "Run the SDK headless until stopped");
+  runCommand->add_option("--app-key", run.applicationKey, "The application key")->required();
+  runCommand->add_option("--endpoint", run.endpoint, "The backend's GraphQL URL")->required();
+  runCommand
+      ->add_option("--source", run.source, "bluez[:ADAPTER] | hci[:N] | replay:FILE")
+      ->capture_default_str();
+  runCommand->add_option("--replay-speed", run.replaySpeed, "How much faster than recorded")
+      ->capture_default_str()
+      ->check(CLI::PositiveNumber);
+  runCommand->add_option("--duration", run.duration, "Seconds to run, then shut down cleanly");
+  runCommand->add_flag("--debug", run.debug, "Turn the SDK's debugging switch on");
+  addDataDir(runCommand);
+
   auto* settingsCommand = app.add_subcommand("settings", "Print every stored setting as JSON");
   addDataDir(settingsCommand);
 
   auto* eventsCommand = app.add_subcommand("events", "Print every stored event as JSON");
   addDataDir(eventsCommand);
+
+  auto* campaignsCommand =
+      app.add_subcommand("campaigns", "Print every stored campaign with its blocks as JSON");
+  addDataDir(campaignsCommand);
+
+  auto* beaconsCommand = app.add_subcommand("beacons", "Print every stored beacon as JSON");
+  addDataDir(beaconsCommand);
 
   RecordOptions record;
   auto* recordCommand =
@@ -47,8 +68,14 @@ int main(int argc, char** argv) {
     configure.dataDir = dataDir;
     return runConfigure(configure);
   }
+  if (*runCommand) {
+    run.dataDir = dataDir;
+    return runRun(run);
+  }
   if (*settingsCommand) return runSettings(dataDir);
   if (*eventsCommand) return runEvents(dataDir);
+  if (*campaignsCommand) return runCampaigns(dataDir);
+  if (*beaconsCommand) return runBeacons(dataDir);
   record.dataDir = dataDir;
   return runRecordEvent(record);
 }

@@ -7,8 +7,10 @@ namespace vicinix::host {
 void ObservedHttpClient::send(HttpRequest request, Completion completion) {
   ++inFlight_;
   std::string url = request.url;
+  auto sent = reporter_ ? std::make_shared<HttpRequest>(request) : nullptr;
   inner_->send(std::move(request),
-               [this, url, completion = std::move(completion)](HttpResponse response) {
+               [this, url, sent, completion = std::move(completion)](HttpResponse response) {
+                 if (sent && reporter_) reporter_(*sent, response);
                  --inFlight_;
                  ++completed_;
                  if (!response.error.empty()) {

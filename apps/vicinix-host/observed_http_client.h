@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -16,6 +17,10 @@ class ObservedHttpClient final : public HttpClient {
 
   void send(HttpRequest request, Completion completion) override;
 
+  // Told of every exchange as it completes, before the SDK sees the reply.
+  using Reporter = std::function<void(const HttpRequest&, const HttpResponse&)>;
+  void setReporter(Reporter reporter) { reporter_ = std::move(reporter); }
+
   int inFlight() const { return inFlight_; }
   int completed() const { return completed_; }
   const std::string& lastTransportError() const { return lastTransportError_; }
@@ -23,6 +28,7 @@ class ObservedHttpClient final : public HttpClient {
 
  private:
   std::shared_ptr<HttpClient> inner_;
+  Reporter reporter_;
   int inFlight_ = 0;
   int completed_ = 0;
   std::string lastTransportError_;

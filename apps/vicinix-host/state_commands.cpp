@@ -22,6 +22,18 @@ int runEvents(const std::filesystem::path& dataDir) {
   return 0;
 }
 
+int runCampaigns(const std::filesystem::path& dataDir) {
+  HostContext context(dataDir, "", false);
+  std::cout << campaignsJson().dump(2) << std::endl;
+  return 0;
+}
+
+int runBeacons(const std::filesystem::path& dataDir) {
+  HostContext context(dataDir, "", false);
+  std::cout << beaconsJson().dump(2) << std::endl;
+  return 0;
+}
+
 int runRecordEvent(const RecordOptions& options) {
   auto type = eventTypeFromRawValue(options.type);
   if (!type) {

@@ -1,10 +1,16 @@
 #include "state_printer.h"
 
+#include <algorithm>
+
 #include "core/date_format.h"
 #include "core/sdk.h"
 #include "core/vicinix.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/database.h"
+#include "data/model/attribute_table.h"
+#include "data/model/beacon_table.h"
+#include "data/model/block_table.h"
+#include "data/model/campaign_table.h"
 #include "data/model/event_table.h"
 #include "data/model/realm_configurator.h"
 
@@ -36,6 +42,31 @@ nlohmann::ordered_json typedValue(const std::string& key, Type type) {
       break;
   }
   return nullptr;
+}
+
+nlohmann::ordered_json optionalDate(const std::optional<Date>& date) {
+  return date ? nlohmann::ordered_json(formatIso8601(*date)) : nlohmann::ordered_json(nullptr);
+}
+
+nlohmann::ordered_json blocksJson(Database& database, const std::string& campaignId) {
+  auto blocks = BlockTable(database).blocksOf(campaignId);
+  std::stable_sort(blocks.begin(), blocks.end(),
+                   [](const Block& a, const Block& b) { return a.sortIndex < b.sortIndex; });
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  for (const Block& block : blocks) {
+    nlohmann::ordered_json attributes = nlohmann::ordered_json::array();
+    for (const Attribute& attribute : AttributeTable(database).attributesOf(block.id)) {
+      attributes.push_back({{"id", attribute.id},
+                            {"key", attribute.key},
+                            {"value", attribute.value},
+                            {"sortIndex", attribute.sortIndex}});
+    }
+    list.push_back({{"id", block.id},
+                    {"type", block.type},
+                    {"sortIndex", block.sortIndex},
+                    {"attributes", std::move(attributes)}});
+  }
+  return list;
 }
 
 }  // namespace
@@ -72,6 +103,49 @@ nlohmann::ordered_json eventsJson() {
         {"hasLocationPermission", event.hasLocationPermission},
         {"hasNotificationPermission", event.hasNotificationPermission},
     });
+  }
+  return list;
+}
+
+nlohmann::ordered_json campaignsJson() {
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  auto database = Database::open(RealmConfigurator::vicinixConfiguration());
+  if (!database) return list;
+  for (const Campaign& campaign : CampaignTable(*database).all()) {
+    list.push_back({
+        {"id", campaign.id},
+        {"type", campaign.type},
+        {"isActive", campaign.isActive},
+        {"notificationTitle", campaign.notificationTitle},
+        {"notificationText", campaign.notificationText},
+        {"notificationImagePath", campaign.notificationImagePath},
+        {"detailURLPath", campaign.detailURLPath},
+        {"listImagePath", campaign.listImagePath},
+        {"listTitle", campaign.listTitle},
+        {"listText", campaign.listText},
+        {"inAppEvent", campaign.inAppEvent},
+        {"cooldown", campaign.cooldown},
+        {"maximumNotificationsPerUser", campaign.maximumNotificationsPerUser},
+        {"created", formatIso8601(campaign.created)},
+        {"updated", optionalDate(campaign.updated)},
+        {"notificationSent", optionalDate(campaign.notificationSent)},
+        {"notificationCount", campaign.notificationCount},
+        {"blocks", blocksJson(*database, campaign.id)},
+    });
+  }
+  return list;
+}
+
+nlohmann::ordered_json beaconsJson() {
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  auto database = Database::open(RealmConfigurator::vicinixConfiguration());
+  if (!database) return list;
+  for (const Beacon& beacon : BeaconTable(*database).all()) {
+    list.push_back({{"id", beacon.id},
+                    {"namespace", beacon.namespace_},
+                    {"instance", beacon.instance},
+                    {"created", formatIso8601(beacon.created)},
+                    {"updated", optionalDate(beacon.updated)}});
   }
   return list;
 }

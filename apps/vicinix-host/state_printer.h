@@ -8,5 +8,8 @@ namespace vicinix::host {
 // own field names; dates in ISO 8601.
 nlohmann::ordered_json settingsJson();
 nlohmann::ordered_json eventsJson();
+// Every campaign with its blocks in sortIndex order, each with its attributes.
+nlohmann::ordered_json campaignsJson();
+nlohmann::ordered_json beaconsJson();
 
 }  // namespace vicinix::host

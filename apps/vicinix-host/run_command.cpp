@@ -1,0 +1,185 @@
+// `vicinix-host run`: the SDK as a real host runs it, headless.
+
+#include <glib-unix.h>
+#include <signal.h>
+
+#include <any>
+#include <iostream>
+
+#include "commands.h"
+#include "console_notification_center.h"
+#include "core/json_value.h"
+#include "core/notification_center.h"
+#include "core/vicinix.h"
+#include "campaigns/vicinix_notification_client.h"
+#include "host_context.h"
+#include "platform/linux/capture/capture_replay_central.h"
+#include "platform/linux/linux_platform.h"
+
+namespace vicinix::host {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kUploadGrace = 5s;
+constexpr auto kNotificationServerProbe = 3s;
+
+// The first field a GraphQL request asks for: "sdkFetchPullNotifications".
+std::string operationOf(const HttpRequest& request) {
+  std::string query = JsonValue::parse(request.body)["query"].string();
+  size_t start = query.find_first_not_of("{ \n", query.rfind("mutation", 0) == 0 ? 8 : 0);
+  if (start == std::string::npos) return "?";
+  size_t end = query.find_first_of("({ \n", start);
+  return query.substr(start, end - start);
+}
+
+void reportExchange(const HttpRequest& request, const HttpResponse& response) {
+  std::cout << "backend: " << operationOf(request) << " -> ";
+  if (!response.error.empty()) {
+    std::cout << "error: " << response.error;
+  } else {
+    std::cout << "HTTP " << response.status;
+    auto message = JsonValue::parse(response.body.value_or(""))["errors"][0]["message"];
+    if (message.isString()) std::cout << " (" << message.string() << ")";
+  }
+  std::cout << std::endl;
+}
+
+// Whether a notification server answers on the session bus.
+bool desktopAnswers(UserNotificationCenter& center) {
+  auto answer = std::make_shared<std::atomic<int>>(-1);
+  center.requestAuthorization(notificationAlert, [answer](bool granted) { *answer = granted; });
+  runMainLoopUntil([&] { return *answer >= 0; }, kNotificationServerProbe);
+  return *answer == 1;
+}
+
+struct SignalWatch {
+  std::vector<guint> sources;
+  ~SignalWatch() {
+    for (guint source : sources) g_source_remove(source);
+  }
+  void on(int signal, std::function<void()> action) {
+    auto* heap = new std::function<void()>(std::move(action));
+    sources.push_back(g_unix_signal_add_full(
+        G_PRIORITY_DEFAULT, signal,
+        [](gpointer data) -> gboolean {
+          (*static_cast<std::function<void()>*>(data))();
+          return G_SOURCE_CONTINUE;
+        },
+        heap, [](gpointer data) { delete static_cast<std::function<void()>*>(data); }));
+  }
+};
+
+void printReplaySummary(const CaptureReplayCentral::Counts& counts) {
+  std::cerr << "replay: " << counts.records << " records, " << counts.advertisingReports
+            << " advertising reports, Eddystone UID " << counts.uidFrames << " EID "
+            << counts.eidFrames << " TLM " << counts.telemetryFrames << " URL " << counts.urlFrames
+            << ", " << counts.malformed << " skipped as malformed"
+            << (counts.finished ? ", capture finished" : "") << "\n";
+}
+
+}  // namespace
+
+int runRun(const RunOptions& options) {
+  LinuxPlatformOptions platformOptions{.appData = options.dataDir, .appName = "vicinix-host"};
+  std::filesystem::path capture;
+  if (options.source.rfind("replay:", 0) == 0) {
+    capture = options.source.substr(7);
+    if (capture.empty() || options.replaySpeed <= 0) {
+      std::cerr << "run: error: --source replay:FILE needs a file and a positive --replay-speed\n";
+      return 2;
+    }
+  } else {
+    std::string error;
+    auto source = BluetoothSource::parse(options.source, error);
+    if (!source) {
+      std::cerr << "run: error: --source " << options.source << ": " << error << "\n";
+      return 2;
+    }
+    platformOptions.bluetooth = *source;
+  }
+
+  Platform platform = makeLinuxPlatform(platformOptions);
+  auto progress = std::make_shared<CaptureReplayCentral::Progress>();
+  if (!capture.empty()) {
+    if (!std::filesystem::is_regular_file(capture)) {
+      std::cerr << "run: error: no capture at " << capture.string() << "\n";
+      return 2;
+    }
+    platform.bluetooth = CaptureReplayCentral::factory(
+        {.path = capture, .clock = platform.clock, .log = platform.log, .speed = options.replaySpeed},
+        progress);
+  }
+  if (desktopAnswers(*platform.notifications)) {
+    std::cout << "notifications: shown on the desktop" << std::endl;
+  } else {
+    std::cout << "notifications: no notification server on the session bus; printing them here"
+              << std::endl;
+    platform.notifications =
+        std::make_shared<ConsoleNotificationCenter>(platform.queues->mainQueue());
+  }
+  auto notifications = platform.notifications;
+
+  HostContext context(std::move(platform), options.endpoint, options.debug);
+  context.http().setReporter(reportExchange);
+  // A click is the user's answer to a notification: hand it to the SDK.
+  notifications->setResponseHandler([](const NotificationResponse& response) {
+    Sdk::current().mainQueue().async(
+        [response] { VicinixNotificationClient::notificationTapped(response); });
+  });
+  NotificationCenter& center = NotificationCenter::defaultCenter();
+  center.addObserver(Vicinix::bluetoothStatusChanged, [](const NotificationCenter::Notification& n) {
+    const bool* on = std::any_cast<bool>(&n.object);
+    std::cout << "bluetooth: " << (on && *on ? "scanning" : "not available") << std::endl;
+  });
+  center.addObserver(Vicinix::campaignRecieved,
+                     [](const auto&) { std::cout << "campaigns: received for a beacon" << std::endl; });
+  center.addObserver(Vicinix::campaignsUpdated,
+                     [](const auto&) { std::cout << "campaigns: stored campaigns refreshed" << std::endl; });
+
+  bool stopping = false;
+  SignalWatch signals;
+  for (int signal : {SIGINT, SIGTERM}) {
+    signals.on(signal, [&stopping] {
+      stopping = true;
+      quitMainLoop();
+    });
+  }
+  signals.on(SIGUSR1, [] {
+    std::cout << "lifecycle: background" << std::endl;
+    Vicinix::applicationDidEnterBackground();
+  });
+  signals.on(SIGUSR2, [] {
+    std::cout << "lifecycle: active" << std::endl;
+    Vicinix::applicationDidBecomeActive();
+  });
+  signals.on(SIGHUP, [] {
+    std::cout << "lifecycle: background fetch" << std::endl;
+    Vicinix::performBackgroundFetch(
+        [] { std::cout << "lifecycle: background fetch completed" << std::endl; });
+  });
+
+  std::cout << "run: starting with key " << options.applicationKey << " against "
+            << options.endpoint << std::endl;
+  Vicinix::start(options.applicationKey);
+  Vicinix::applicationDidBecomeActive();
+
+  if (options.duration) {
+    auto duration = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::duration<double>(*options.duration));
+    auto end = std::chrono::steady_clock::now() + duration;
+    context.runUntil([&] { return stopping || std::chrono::steady_clock::now() >= end; },
+                     duration + 1s);
+  } else {
+    runMainLoop();
+  }
+
+  std::cout << "lifecycle: shutting down" << std::endl;
+  Vicinix::applicationDidEnterBackground();
+  bool drained = context.runUntil([&] { return context.http().inFlight() == 0; }, kUploadGrace);
+  if (!capture.empty()) printReplaySummary(progress->counts());
+  if (!drained) std::cerr << "run: uploads still in flight after 5 s; they stay stored\n";
+  return 0;
+}
+
+}  // namespace vicinix::host
