@@ -1,4 +1,6 @@
+import { readFile } from 'node:fs/promises';
 import http from 'node:http';
+import { extname, join } from 'node:path';
 import { execute, GraphQLError, parse, validate } from 'graphql';
 import { applyStatePatch } from './data.mjs';
 import { EventSink } from './events.mjs';
@@ -12,6 +14,11 @@ const DISCARD_LIMIT = 64 * 1024 * 1024;
 // without bound.
 const REQUEST_LOG_LIMIT = 2000;
 const FAULT_MODES = new Set(['status500', 'notJson', 'hang', 'close', 'none']);
+
+const IMAGE_TYPES = { '.png': 'image/png', '.jpg': 'image/jpeg', '.jpeg': 'image/jpeg', '.gif': 'image/gif' };
+// A plain file name and nothing else: the pictures directory must not become
+// a way to read the data or events files.
+const IMAGE_NAME = /^[A-Za-z0-9_-][A-Za-z0-9._-]*$/;
 
 const isPlainObject = (v) => v !== null && typeof v === 'object' && !Array.isArray(v);
 
@@ -53,7 +60,7 @@ function readBody(req) {
 
 function send(res, status, body, contentType = 'application/json; charset=utf-8', headers = {}) {
   if (res.destroyed || res.headersSent) return;
-  const payload = typeof body === 'string' ? body : JSON.stringify(body);
+  const payload = typeof body === 'string' || Buffer.isBuffer(body) ? body : JSON.stringify(body);
   res.writeHead(status, {
     'content-type': contentType,
     'content-length': Buffer.byteLength(payload),
@@ -103,7 +110,7 @@ function analyse(text, entry) {
   return { document, variables, operationName };
 }
 
-export function createBackend({ data, eventsPath, log = (line) => process.stderr.write(line + '\n') }) {
+export function createBackend({ data, eventsPath, imagesDir, log = (line) => process.stderr.write(line + '\n') }) {
   const initialState = structuredClone(data);
   let state = structuredClone(data);
   const events = new EventSink(eventsPath);
@@ -190,6 +197,7 @@ export function createBackend({ data, eventsPath, log = (line) => process.stderr
       const contextValue = {
         state,
         headers: req.headers,
+        origin: originFor(req),
         recordEvents: (records) => events.record(records),
       };
       try {
@@ -210,6 +218,42 @@ export function createBackend({ data, eventsPath, log = (line) => process.stderr
     entry.status = status;
     send(res, status, reply);
     logLine(req, path, entry.operation, status);
+  }
+
+  // Picture URLs in the data say {{origin}} so they follow the port a test
+  // picked. A wildcard bind has no address a client could use, so there the
+  // Host the client itself reached us by stands in.
+  function originFor(req) {
+    // null once shutdown has stopped listening with requests still in flight
+    const { address = '0.0.0.0', port = 80 } = server.address() ?? {};
+    const wildcard = address === '0.0.0.0' || address === '::';
+    if (wildcard && req.headers.host) return `http://${req.headers.host}`;
+    const host = wildcard ? '127.0.0.1' : address.includes(':') ? `[${address}]` : address;
+    return `http://${host}:${port}`;
+  }
+
+  async function handleImage(req, res, path) {
+    if (req.method !== 'GET' && req.method !== 'HEAD') {
+      throw Object.assign(new HttpError(405, `${req.method} not allowed on ${path}`), { allow: 'GET, HEAD' });
+    }
+    let name;
+    try {
+      name = decodeURIComponent(path.slice('/images/'.length));
+    } catch {
+      name = '';
+    }
+    const type = IMAGE_TYPES[extname(name).toLowerCase()];
+    if (!imagesDir || !IMAGE_NAME.test(name) || name.includes('..') || !type) {
+      throw new HttpError(404, `No such image: ${path}`);
+    }
+    let bytes;
+    try {
+      bytes = await readFile(join(imagesDir, name));
+    } catch {
+      throw new HttpError(404, `No such image: ${path}`);
+    }
+    send(res, 200, bytes, type);
+    logLine(req, path, null, 200);
   }
 
   async function readJsonBody(req, { allowEmpty = false } = {}) {
@@ -294,6 +338,7 @@ export function createBackend({ data, eventsPath, log = (line) => process.stderr
         return await handleGraphql(req, res, path);
       }
       if (path.startsWith('/_admin/')) return await handleAdmin(req, res, path);
+      if (path.startsWith('/images/')) return await handleImage(req, res, path);
       throw new HttpError(404, `No such endpoint: ${path}`);
     } catch (err) {
       if (err instanceof ClientGone) return;

@@ -50,6 +50,13 @@ export function validateData(data) {
 
   if (data.sdkConfig !== undefined && !isPlainObject(data.sdkConfig)) {
     problems.push('"sdkConfig" must be an object');
+  } else {
+    // GraphQL would turn "1" into 1 but fail the whole query on "yes": the
+    // kill switch must be refused here, not discovered on a phone.
+    const version = data.sdkConfig?.requiredIosSdkVersion;
+    if (version !== undefined && version !== null && !Number.isInteger(version)) {
+      problems.push('"sdkConfig.requiredIosSdkVersion" must be an integer or null');
+    }
   }
 
   const campaignIds = new Set();

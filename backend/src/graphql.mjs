@@ -18,13 +18,29 @@ function requireKnownKey(ctx) {
   if (expected && ctx.headers['application-key'] !== expected) throw new UnknownApplicationKeyError();
 }
 
+const ORIGIN = '{{origin}}';
+
+// The data cannot know which port the server got, so its URLs say
+// {{origin}}; every string of a campaign, block and attribute is filled in.
+function withOrigin(value, origin) {
+  if (typeof value === 'string') return value.replaceAll(ORIGIN, origin);
+  if (Array.isArray(value)) return value.map((v) => withOrigin(v, origin));
+  if (value !== null && typeof value === 'object') {
+    return Object.fromEntries(Object.entries(value).map(([k, v]) => [k, withOrigin(v, origin)]));
+  }
+  return value;
+}
+
 // The schema promises non-null lists; hand-edited data often leaves them
 // out, and a null there would blank the whole campaign list on the phone.
-function presentCampaign(c) {
-  return {
-    ...c,
-    blocks: (c.blocks ?? []).map((b) => ({ ...b, attributes: b.attributes ?? [] })),
-  };
+function presentCampaign(c, origin) {
+  return withOrigin(
+    {
+      ...c,
+      blocks: (c.blocks ?? []).map((b) => ({ ...b, attributes: b.attributes ?? [] })),
+    },
+    origin,
+  );
 }
 
 // Beacon ids are hex; some scanners report them upper-case.
@@ -56,7 +72,7 @@ export const rootValue = {
       for (const id of rule.campaigns) {
         if (seen.has(id) || !byId.has(id)) continue;
         seen.add(id);
-        out.push(presentCampaign(byId.get(id)));
+        out.push(presentCampaign(byId.get(id), ctx.origin));
       }
     }
     return out;
@@ -67,7 +83,7 @@ export const rootValue = {
     const byId = new Map(ctx.state.campaigns.map((c) => [c.id, c]));
     // The SDK asks for what it has cached; campaigns deleted since then are
     // simply missing from the answer rather than an error.
-    return [...new Set(ids)].filter((id) => byId.has(id)).map((id) => presentCampaign(byId.get(id)));
+    return [...new Set(ids)].filter((id) => byId.has(id)).map((id) => presentCampaign(byId.get(id), ctx.origin));
   },
 
   sdkCreateLog({ events }, ctx) {

@@ -4,9 +4,9 @@
 import { after, before, beforeEach, describe, it } from 'node:test';
 import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
-import { existsSync, mkdtempSync, readFileSync, rmSync } from 'node:fs';
+import { existsSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
-import { join } from 'node:path';
+import { join, relative } from 'node:path';
 import { fileURLToPath } from 'node:url';
 
 const backendDir = fileURLToPath(new URL('..', import.meta.url));
@@ -137,7 +137,8 @@ describe('backend server', () => {
   it('validates /_admin/state patches atomically and reset restores the data', async () => {
     const original = await getAdmin('/_admin/state');
     const missingCampaign = { pullNotifications: [{ namespace: 'x', campaigns: ['missing'] }] };
-    for (const bad of [missingCampaign, { requiredIosSdkVersion: 7, campaigns: 'nope' }, { requiredIosSdkVersion: '7' }, { colour: 'red' }, []]) {
+    const badKillSwitch = { sdkConfig: { requiredIosSdkVersion: 'yes' } };
+    for (const bad of [missingCampaign, { requiredIosSdkVersion: 7, campaigns: 'nope' }, { requiredIosSdkVersion: '7' }, badKillSwitch, { colour: 'red' }, []]) {
       const refused = await request('/_admin/state', { body: bad });
       assert.equal(refused.status, 400, JSON.stringify(bad));
       assert.deepEqual(await getAdmin('/_admin/state'), original, `${JSON.stringify(bad)} must change nothing`);
@@ -149,6 +150,71 @@ describe('backend server', () => {
 
     await request('/_admin/reset', { body: '' });
     assert.deepEqual(await getAdmin('/_admin/state'), original);
+  });
+
+  it('flips the kill switch at run time through either patch form', async () => {
+    for (const patch of [{ requiredIosSdkVersion: 1 }, { sdkConfig: { requiredIosSdkVersion: 1 } }]) {
+      await request('/_admin/reset', { body: '' });
+      assert.equal((await request('/_admin/state', { body: patch })).status, 200, JSON.stringify(patch));
+      assert.deepEqual((await gql('{ sdkConfig { requiredIosSdkVersion }}')).json.data, { sdkConfig: { requiredIosSdkVersion: 1 } }, JSON.stringify(patch));
+    }
+  });
+
+  it('fills {{origin}} into campaigns and serves every picture they name', async () => {
+    const { campaigns } = await getAdmin('/_admin/state');
+    const all = `{sdkFetchCampaigns(ids:[${campaigns.map((c) => `"${c.id}"`).join(',')}]) {id notificationImage listImage detailUrl blocks {type attributes {key value}}}}`;
+    const fetched = (await gql(all)).json.data.sdkFetchCampaigns;
+    assert.equal(fetched.length, campaigns.length);
+    assert.doesNotMatch(JSON.stringify(fetched), /\{\{origin\}\}/);
+
+    const pulled = (await gql(`{sdkFetchPullNotifications(beaconNamespace: "${NS}", beaconInstance:"0123456789ab") {notificationImage}}`)).json.data;
+    assert.equal(pulled.sdkFetchPullNotifications[0].notificationImage, `${srv.base}/images/spring-notification.png`);
+
+    const pictures = new Set();
+    for (const c of fetched) {
+      for (const url of [c.notificationImage, c.listImage]) if (url) pictures.add(url);
+      for (const b of c.blocks) {
+        const key = { IMAGE: 'src', VIDEO: 'featuredImage' }[b.type];
+        for (const a of b.attributes) if (a.key === key) pictures.add(a.value);
+      }
+    }
+    const types = new Set();
+    for (const url of pictures) {
+      assert.ok(url.startsWith(`${srv.base}/images/`), url);
+      const res = await fetch(url);
+      assert.equal(res.status, 200, url);
+      const name = url.slice(url.lastIndexOf('/') + 1);
+      const type = name.endsWith('.png') ? 'image/png' : 'image/jpeg';
+      assert.equal(res.headers.get('content-type'), type, url);
+      assert.deepEqual(Buffer.from(await res.arrayBuffer()), readFileSync(join(backendDir, 'data', 'images', name)), url);
+      types.add(type);
+    }
+    assert.deepEqual([...types].sort(), ['image/jpeg', 'image/png'], 'the sample shows both kinds of picture');
+
+    // Every occurrence, in any field the data author chose.
+    const extra = { id: 'x', type: 'WEB_PAGE', detailUrl: '{{origin}}/a?back={{origin}}/b' };
+    await request('/_admin/state', { body: { campaigns: [...campaigns, extra] } });
+    const { detailUrl } = (await gql('{sdkFetchCampaigns(ids:["x"]) {detailUrl}}')).json.data.sdkFetchCampaigns[0];
+    assert.equal(detailUrl, `${srv.base}/a?back=${srv.base}/b`);
+  });
+
+  it('refuses picture names that could leave the pictures directory', async () => {
+    // A real picture outside the directory, so only the name check stands
+    // between it and the client.
+    const outside = join(tmp, 'outside.png');
+    writeFileSync(outside, readFileSync(join(backendDir, 'data', 'images', 'spring-notification.png')));
+    const upward = relative(join(backendDir, 'data', 'images'), outside);
+    const paths = [
+      encodeURIComponent(upward),
+      encodeURIComponent(upward).replaceAll('.', '%2e'),
+      upward.replaceAll('/', '%5C'),
+      encodeURIComponent(outside),
+      'nested%2Fspring-notification.png',
+      'missing.png',
+      '%E0%A4%A',
+    ];
+    for (const path of paths) assert.equal((await fetch(`${srv.base}/images/${path}`)).status, 404, path);
+    assert.equal((await fetch(srv.base + '/images/spring-notification.png', { method: 'POST' })).status, 405);
   });
 });
 
