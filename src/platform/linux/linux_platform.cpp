@@ -11,7 +11,10 @@
 #include <vector>
 
 #include "platform/linux/curl_http_client.h"
+#include "platform/linux/freedesktop_notification_center.h"
+#include "platform/linux/gdk_pixbuf_image_codec.h"
 #include "platform/linux/glib_dispatch_queue.h"
+#include "platform/linux/linux_application.h"
 #include "platform/linux/linux_location_service.h"
 #include "platform/linux/netlink_reachability_probe.h"
 #include "platform/linux/plist_defaults_store.h"
@@ -83,9 +86,9 @@ Platform makeLinuxPlatform(const LinuxPlatformOptions& options) {
                       std::shared_ptr<DispatchQueue>) -> std::unique_ptr<BluetoothCentral> {
         return std::make_unique<UnsupportedBluetoothCentral>();
       },
-      .notifications = nullptr,
-      .images = nullptr,
-      .application = nullptr,
+      .notifications = std::make_shared<FreedesktopNotificationCenter>(options.appName),
+      .images = std::make_shared<GdkPixbufImageCodec>(),
+      .application = std::make_shared<LinuxApplication>(log),
       .log = log,
       .directories = directories,
       .device = currentDeviceInfo(),

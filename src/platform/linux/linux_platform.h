@@ -12,6 +12,8 @@ namespace vicinix {
 struct LinuxPlatformOptions {
   // The host's app-data directory; Library/ and Documents/ are made below it.
   std::filesystem::path appData;
+  // The sender the desktop shows on notifications.
+  std::string appName = "vicinix";
 };
 
 // $XDG_DATA_HOME/<appName>, i.e. ~/.local/share/<appName> by default.

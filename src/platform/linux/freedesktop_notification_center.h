@@ -1,0 +1,48 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "platform/user_notification_center.h"
+
+namespace vicinix {
+
+// Desktop notifications through org.freedesktop.Notifications on the session
+// bus. The D-Bus work runs on a thread of its own with a private GLib context,
+// so nothing depends on the host spinning a main loop; completions and the
+// response handler run on that thread. Without a session bus or a
+// notification server, authorisation is refused and requests complete with an
+// error. Destroying the centre completes what is still pending with
+// "cancelled" and calls nothing once the destructor has returned.
+class FreedesktopNotificationCenter final : public UserNotificationCenter {
+ public:
+  // `appName` is what the desktop shows as the sender.
+  explicit FreedesktopNotificationCenter(std::string appName = "vicinix");
+  ~FreedesktopNotificationCenter() override;
+  FreedesktopNotificationCenter(const FreedesktopNotificationCenter&) = delete;
+  FreedesktopNotificationCenter& operator=(const FreedesktopNotificationCenter&) = delete;
+
+  void requestAuthorization(int options, std::function<void(bool granted)> completion) override;
+  void getNotificationSettings(
+      std::function<void(NotificationAuthorizationStatus)> completion) override;
+  // Sent `triggerDelay` seconds later. A request whose identifier is still
+  // waiting takes its place, and the completion of the one replaced reports
+  // how the replacement fared; one whose identifier is on screen replaces it
+  // there. Only a click on a notification sent by this centre is reported.
+  void add(const NotificationRequest& request,
+           std::function<void(std::optional<std::string> error)> completion) override;
+  // Any thread. Checks the file is a readable regular file.
+  std::optional<NotificationAttachment> makeAttachment(const std::string& identifier,
+                                                       const std::filesystem::path& file,
+                                                       std::string& error) override;
+  // Any thread.
+  void setResponseHandler(std::function<void(const NotificationResponse&)> handler) override;
+
+ private:
+  class Core;
+  std::shared_ptr<Core> core_;
+  std::thread thread_;
+};
+
+}  // namespace vicinix

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "platform/application.h"
+#include "platform/log.h"
+
+namespace vicinix {
+
+// The host application on a Linux desktop. The badge is only kept (desktops
+// have no application badge to show it on); URLs go to xdg-open; the key
+// window's root is the host's, or a headless one that prints what it is
+// given. Main queue only.
+class LinuxApplication final : public Application {
+ public:
+  // `log` gets a system line when a URL cannot be handed over.
+  explicit LinuxApplication(std::shared_ptr<Log> log = nullptr);
+
+  int64_t applicationIconBadgeNumber() const override { return badgeNumber_; }
+  void setApplicationIconBadgeNumber(int64_t number) override { badgeNumber_ = number; }
+  void setMinimumBackgroundFetchInterval(double seconds) override { fetchInterval_ = seconds; }
+  double minimumBackgroundFetchInterval() const override { return fetchInterval_; }
+  // Runs xdg-open without a shell and does not wait for it.
+  void openURL(const std::string& url) override;
+  std::shared_ptr<ViewController> keyWindowRootViewController() override { return root_; }
+
+  // The screen the SDK presents its own on. Null shows nothing.
+  void setKeyWindowRootViewController(std::shared_ptr<ViewController> root) {
+    root_ = std::move(root);
+  }
+
+ private:
+  std::shared_ptr<Log> log_;
+  int64_t badgeNumber_ = 0;
+  double fetchInterval_ = 0;
+  std::shared_ptr<ViewController> root_;
+};
+
+}  // namespace vicinix
