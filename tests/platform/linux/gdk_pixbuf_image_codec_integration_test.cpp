@@ -76,6 +76,20 @@ TEST(GdkPixbufImageCodec, JpegLaysTransparencyOverWhiteAndComesBackOpaque) {
   }
 }
 
+TEST(GdkPixbufImageCodec, TurnsPhotosUprightByTheirOrientationTag) {
+  GdkPixbufImageCodec codec;
+  std::vector<uint8_t> jpeg = codec.encodeJPEG(pattern(17, 9, false), 0.9).value();
+  // An EXIF segment with one entry, orientation 6: "turn a quarter clockwise".
+  const std::vector<uint8_t> exif = {0xff, 0xe1, 0x00, 0x22, 'E', 'x', 'i', 'f', 0, 0,    'M', 'M',
+                                     0,    0x2a, 0,    0,    0,   8,   0,   1,   1, 0x12, 0,   3,
+                                     0,    0,    0,    1,    0,   6,   0,   0,   0, 0,    0,   0};
+  jpeg.insert(jpeg.begin() + 2, exif.begin(), exif.end());
+  auto decoded = codec.decode(jpeg);
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(decoded->width, 9);
+  EXPECT_EQ(decoded->height, 17);
+}
+
 TEST(GdkPixbufImageCodec, ClampsJpegQualityToZeroToOne) {
   GdkPixbufImageCodec codec;
   Image image = pattern(64, 64, false);
