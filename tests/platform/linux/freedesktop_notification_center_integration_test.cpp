@@ -168,6 +168,8 @@ TEST(FreedesktopNotificationCenter, SendsARequestWhenItsDelayHasPassed) {
   bus.startMock("notification_daemon", kServer, kCapabilities);
   testing::TemporaryDirectory directory;
   std::ofstream(directory.path / "picture.jpg") << "not really a picture";
+  // Declared first: the centre completes the request still waiting when it goes.
+  std::promise<std::optional<std::string>> laterResult;
   FreedesktopNotificationCenter center("Vicinix Demo");
 
   std::string error;
@@ -176,7 +178,6 @@ TEST(FreedesktopNotificationCenter, SendsARequestWhenItsDelayHasPassed) {
   EXPECT_FALSE(center.makeAttachment("missing.jpg", directory.path / "missing.jpg", error));
   EXPECT_NE(error, "");
 
-  std::promise<std::optional<std::string>> laterResult;
   center.add(request("later", "Later", 3600),
              [&](std::optional<std::string> result) { laterResult.set_value(result); });
   NotificationRequest soon = request("soon", "Sale today", 0.2);
@@ -198,6 +199,8 @@ TEST(FreedesktopNotificationCenter, SendsARequestWhenItsDelayHasPassed) {
 TEST(FreedesktopNotificationCenter, ARequestReplacesTheOneWithItsIdentifier) {
   PrivateBus bus;
   bus.startMock("notification_daemon", kServer, kCapabilities);
+  std::promise<std::optional<std::string>> staleResult;
+  auto staleFuture = staleResult.get_future();
   FreedesktopNotificationCenter center;
 
   ASSERT_EQ(added(center, request("shown", "First")), "");
@@ -205,8 +208,6 @@ TEST(FreedesktopNotificationCenter, ARequestReplacesTheOneWithItsIdentifier) {
   ASSERT_EQ(added(center, request("shown", "Second")), "");
   // A request still waiting is replaced before it goes; both callers hear
   // how the one that went fared.
-  std::promise<std::optional<std::string>> staleResult;
-  auto staleFuture = staleResult.get_future();
   center.add(request("waiting", "Stale", 3600),
              [&](std::optional<std::string> result) { staleResult.set_value(result); });
   ASSERT_EQ(added(center, request("waiting", "Fresh")), "");
