@@ -119,7 +119,7 @@ class FreedesktopNotificationCenter::Core {
   }
 
   void add(NotificationRequest request, AddCompletion completion) {
-    if (stopping_) return completion("cancelled");
+    if (stopping_) return;
     Waiting& waiting = waiting_[request.identifier];
     if (waiting.timer != nullptr) dropTimer(waiting);
     waiting.request = std::move(request);
@@ -142,12 +142,13 @@ class FreedesktopNotificationCenter::Core {
       g_source_unref(connectTimeout_);
       connectTimeout_ = nullptr;
     }
-    auto waiting = std::move(waiting_);
-    waiting_.clear();
-    for (auto& [identifier, entry] : waiting) {
+    // Their completions are dropped, not called: they would reach into an SDK
+    // that is being torn down around us.
+    for (auto& [identifier, entry] : waiting_) {
       if (entry.timer != nullptr) dropTimer(entry);
-      for (auto& completion : entry.completions) completion("cancelled");
     }
+    waiting_.clear();
+    waitingForConnection_.clear();
     dropConnection();
   }
 
@@ -277,22 +278,20 @@ class FreedesktopNotificationCenter::Core {
   void finishSending(const std::string& identifier, Waiting& sent, const std::string& error) {
     sending_.erase(identifier);
     for (auto& completion : sent.completions) {
-      if (stopping_) {
-        completion("cancelled");
-      } else if (error.empty()) {
+      if (error.empty()) {
         completion(std::nullopt);
       } else {
         completion(error);
       }
     }
     auto next = waiting_.find(identifier);
-    if (!stopping_ && next != waiting_.end() && next->second.due) send(identifier);
+    if (next != waiting_.end() && next->second.due) send(identifier);
   }
 
   // Runs `then` with an open connection to the session bus, or with the
   // reason there is none.
   void withConnection(std::function<void(const std::string& error)> then) {
-    if (stopping_) return then("cancelled");
+    if (stopping_) return;
     if (connection_ != nullptr && !g_dbus_connection_is_closed(connection_)) return then({});
     // The bus went away; whatever we knew about the server went with it.
     if (connection_ != nullptr) dropConnection();
@@ -349,8 +348,8 @@ class FreedesktopNotificationCenter::Core {
     }
     auto waiting = std::move(waitingForConnection_);
     waitingForConnection_.clear();
-    std::string reason = stopping_ ? "cancelled" : error;
-    for (auto& then : waiting) then(connection_ != nullptr ? std::string() : reason);
+    if (stopping_) return;
+    for (auto& then : waiting) then(connection_ != nullptr ? std::string() : error);
   }
 
   void subscribe() {
@@ -472,10 +471,10 @@ class FreedesktopNotificationCenter::Core {
     std::string message;
     if (error != nullptr) {
       g_dbus_error_strip_remote_error(error);
-      message = core->stopping_ ? "cancelled" : error->message;
+      message = error->message;
       g_error_free(error);
     }
-    pending->done(reply, message);
+    if (!core->stopping_) pending->done(reply, message);
     if (reply != nullptr) g_variant_unref(reply);
   }
 

@@ -13,8 +13,8 @@ namespace vicinix {
 // so nothing depends on the host spinning a main loop; completions and the
 // response handler run on that thread. Without a session bus or a
 // notification server, authorisation is refused and requests complete with an
-// error. Destroying the centre completes what is still pending with
-// "cancelled" and calls nothing once the destructor has returned.
+// error. Destroying the centre drops what is still waiting or on its way
+// without calling its completion, and calls nothing after the destructor.
 class FreedesktopNotificationCenter final : public UserNotificationCenter {
  public:
   // `appName` is what the desktop shows as the sender.
