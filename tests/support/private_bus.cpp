@@ -2,8 +2,8 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
 #include <stdlib.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,8 +12,6 @@
 #include <iterator>
 #include <stdexcept>
 #include <thread>
-
-extern char** environ;
 
 namespace vicinix::test {
 namespace {
@@ -173,20 +171,31 @@ bool PrivateBus::hasOwner(const std::string& busName) const {
 }
 
 pid_t PrivateBus::spawn(const std::vector<std::string>& argv, const std::string& logName) const {
+  gchar* found = g_find_program_in_path(argv[0].c_str());
+  if (found == nullptr) throw std::runtime_error("cannot find " + argv[0]);
+  std::string program = found;
+  g_free(found);
   std::vector<char*> arguments;
   for (const std::string& argument : argv) arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
   std::string log = (directory_ / logName).string();
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(),
-                                   O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-  pid_t pid = -1;
-  int failure = posix_spawnp(&pid, arguments[0], &actions, nullptr, arguments.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  if (failure != 0) throw std::runtime_error("cannot start " + argv[0]);
+  pid_t parent = getpid();
+  pid_t pid = fork();
+  if (pid == 0) {
+    // Should the test crash, its bus and mocks go with it instead of
+    // lingering as orphans.
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != parent) _exit(127);
+    int input = open("/dev/null", O_RDONLY);
+    int output = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (input < 0 || output < 0) _exit(127);
+    dup2(input, STDIN_FILENO);
+    dup2(output, STDOUT_FILENO);
+    dup2(output, STDERR_FILENO);
+    execv(program.c_str(), arguments.data());
+    _exit(127);
+  }
+  if (pid < 0) throw std::runtime_error("cannot start " + argv[0]);
   return pid;
 }
 

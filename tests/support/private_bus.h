@@ -31,7 +31,9 @@ using VariantPtr = std::unique_ptr<GVariant, VariantUnref>;
 //                         g_variant_new("(s)", "Notify"));
 //
 // Everything blocks the calling thread and throws std::runtime_error when
-// the bus or a mock does not come up.
+// the bus or a mock does not come up. The daemon and the mocks are stopped
+// with the object, or killed when the thread that made it ends first (a
+// crashed test leaves no orphans), so make it on the test's own thread.
 class PrivateBus {
  public:
   PrivateBus();
