@@ -62,8 +62,8 @@ class BeaconScanner final : public BluetoothCentralDelegate {
     size_t operator()(const Key& key) const noexcept;
   };
   struct Entry {
-    BeaconInfo beaconInfo;  // of the first sighting
-    std::unique_ptr<DispatchTimer> onLostTimer;
+    BeaconInfo beaconInfo;                       // of the first sighting
+    std::unique_ptr<DispatchTimer> onLostTimer;  // due no later than lastSeen + timeout
     uint64_t timerGeneration = 0;
     Date lastSeen;
     bool losing = false;  // the delegate is being told of the loss
@@ -82,8 +82,8 @@ class BeaconScanner final : public BluetoothCentralDelegate {
   void startScanningSynchronized();
   void sighting(const BeaconInfo& beaconInfo);
   void find(const BeaconInfo& beaconInfo, const Key& key);
-  void scheduleLostTimer(Entry& entry, const Key& key);
-  void lostTimerFired(const Key& key, uint64_t generation, Date firedAt);
+  void scheduleLostTimer(Entry& entry, const Key& key, Date::duration delay);
+  void lostTimerFired(const Key& key, uint64_t generation);
   void forget(const Key& key);
 
   Sdk& sdk_;
