@@ -1,5 +1,6 @@
 #include "platform/linux/capture/capture_replay_central.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cctype>
 #include <optional>
@@ -21,6 +22,9 @@ using FrameType = BeaconInfo::EddystoneFrameType;
 // Deliveries per task when records fall due together (a fast replay, or a
 // long stretch of one instant), so other work on the queue is not starved.
 constexpr int kDeliveriesPerTask = 256;
+// Later than any real capture runs, early enough that no date arithmetic
+// overflows on a file whose clock jumped wildly.
+constexpr std::chrono::microseconds kLatestOffset = std::chrono::hours(24 * 365 * 100);
 
 uint64_t addressKey(const std::array<uint8_t, 6>& address) {
   uint64_t key = 0;
@@ -89,10 +93,16 @@ struct CaptureReplayCentral::Playback {
   bool active(uint64_t forScan) const { return delegate && scanning && scan == forScan; }
 
   Date dueTime(std::chrono::microseconds timestamp) const {
-    auto offset = timestamp - *firstTimestamp;
+    // Unsigned: the reader keeps timestamps in order, but not within any range.
+    uint64_t sinceFirst =
+        static_cast<uint64_t>(timestamp.count()) - static_cast<uint64_t>(firstTimestamp->count());
+    auto offset = std::chrono::microseconds(static_cast<int64_t>(
+        std::min<uint64_t>(sinceFirst, static_cast<uint64_t>(kLatestOffset.count()))));
     if (options.speed == 1.0) return *origin + offset;
-    return *origin + std::chrono::round<Date::duration>(
-                         std::chrono::duration<double, std::micro>(offset.count() / options.speed));
+    double scaled = std::min(static_cast<double>(offset.count()) / options.speed,
+                             static_cast<double>(kLatestOffset.count()));
+    return *origin +
+           std::chrono::round<Date::duration>(std::chrono::duration<double, std::micro>(scaled));
   }
 
   // Reads ahead one event; false at the end of what can be read.

@@ -149,14 +149,16 @@ TEST_F(CaptureReplayCentralTest, MalformedRecordsAndReportsAreCountedAndSkipped)
                         {{kStart, wrongCount},
                          {kStart + 1, testing::legacyReportEvent({overrun, kBeacon})},
                          {kStart + 2, testing::legacyReportEvent({kBeacon})},
+                         // A clock gone wild: played at the latest offset, not overflowed.
+                         {uint64_t{1} << 62, testing::legacyReportEvent({kBeacon})},
                          {kStart + 3, testing::legacyReportEvent({kBeacon})}});
   std::filesystem::resize_file(file, std::filesystem::file_size(file) - 5);
   make();
   scan();
   env.time->runAll();
-  EXPECT_EQ(calls, (Calls{"0.001 1 -60 uid", "0.002 1 -60 uid"}));
+  EXPECT_EQ(calls, (Calls{"0.001 1 -60 uid", "0.002 1 -60 uid", "3.1536e+12 1 -60 uid"}));
   auto counts = progress->counts();
-  EXPECT_EQ(counts.records, 4u);
+  EXPECT_EQ(counts.records, 5u);
   EXPECT_EQ(counts.malformed, 3u) << "the count, the overrun and the cut-off tail";
   EXPECT_TRUE(counts.finished);
 }
