@@ -1,9 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <mutex>
+#include <thread>
+
 #include "platform/fake/fake_sdk.h"
 #include "platform/linux/capture/capture_replay_central.h"
 #include "platform/linux/capture/hci_capture_builder.h"
 #include "platform/linux/capture/peripheral_address.h"
+#include "platform/linux/glib_dispatch_queue.h"
+#include "platform/linux/system_clock.h"
 #include "platform/linux/temporary_directory.h"
 
 namespace vicinix {
@@ -176,6 +181,53 @@ TEST_F(CaptureReplayCentralTest, UnreadableFileIsAnUnsupportedRadio) {
   EXPECT_NE(env.log->systemLines()[0].find("Cannot replay the capture " + file.string()),
             std::string::npos)
       << env.log->systemLines()[0];
+}
+
+// In real time on a GLib queue of its own thread, as a host would run it,
+// with scan calls and the end of the central coming from another thread.
+TEST(CaptureReplayCentralRealTimeTest, PlaysOnAGlibQueueOfItsOwnThread) {
+  testing::TemporaryDirectory directory;
+  auto file = directory.path / "capture.pcap";
+  std::vector<testing::Packet> packets;
+  for (int n = 0; n < 20; ++n)
+    packets.push_back(
+        {static_cast<uint64_t>(kStart + n * 50'000), testing::legacyReportEvent({kBeacon})});
+  testing::writeCapture(file, testing::Link::PcapH4, packets);
+
+  struct Collector final : BluetoothCentralDelegate {
+    std::mutex mutex;
+    std::vector<int> RSSIs;
+    void centralManagerDidUpdateState(BluetoothCentral&) override {}
+    void centralManagerDidDiscover(BluetoothCentral&, const PeripheralIdentifier&,
+                                   const std::optional<ServiceDataMap>&, int RSSI) override {
+      std::lock_guard lock(mutex);
+      RSSIs.push_back(RSSI);
+    }
+    size_t count() {
+      std::lock_guard lock(mutex);
+      return RSSIs.size();
+    }
+  } collector;
+  auto queues = makeGlibDispatchQueueFactory();
+  CaptureReplayCentral central(
+      {.path = file, .clock = makeSystemClock(), .log = nullptr, .speed = 10}, collector,
+      queues->makeSerialQueue("replay"));
+  central.scanForPeripherals({"FEAA"}, true);
+  for (int wait = 0; wait < 500 && !central.counts().finished; ++wait)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  EXPECT_TRUE(central.counts().finished);
+  EXPECT_EQ(collector.count(), 20u);
+
+  // Restarted and stopped from this thread while the queue's thread plays.
+  CaptureReplayCentral again({.path = file, .clock = makeSystemClock(), .log = nullptr, .speed = 1},
+                             collector, queues->makeSerialQueue("replay"));
+  again.scanForPeripherals({}, true);
+  std::this_thread::sleep_for(std::chrono::milliseconds(120));
+  again.stopScan();
+  size_t stoppedAt = collector.count();
+  std::this_thread::sleep_for(std::chrono::milliseconds(120));
+  EXPECT_EQ(collector.count(), stoppedAt);
+  EXPECT_GT(stoppedAt, 20u);
 }
 
 }  // namespace
