@@ -1,5 +1,5 @@
 // vicinix-host: the reference host of the Vicinix SDK. It runs the SDK against
-// a backend, inspects what the SDK stored and replays Bluetooth captures.
+// a backend, shows what the SDK stored and replays Bluetooth captures.
 
 #include <CLI/CLI.hpp>
 
