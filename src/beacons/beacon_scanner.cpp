@@ -36,6 +36,7 @@ BeaconScanner::BeaconScanner(double onLostTimeout)
       onLostTimeout_(onLostTimeout),
       lostAfter_(seconds(onLostTimeout)),
       mainQueue_(sdk_.mainQueuePtr()),
+      notificationCenter_(sdk_.shared<NotificationCenter>()),
       beaconOperationsQueue_(sdk_.makeSerialQueue("beacon_operations_queue")) {
   centralManager_ = sdk_.makeBluetoothCentral(*this, beaconOperationsQueue_);
 }
@@ -81,12 +82,12 @@ void BeaconScanner::startScanningSynchronized() {
     sdk_.log().systemLine("CentralManager state is " + std::to_string(static_cast<int>(state)) +
                           ", cannot start scan");
     shouldBeScanning_ = true;
-    NotificationCenter::defaultCenter().post(kBluetoothStatusChangedNotification, false);
+    notificationCenter_.post(kBluetoothStatusChangedNotification, false);
     return;
   }
   sdk_.log().systemLine("Starting to scan for Eddystones");
   centralManager_->scanForPeripherals({"FEAA"}, true);
-  NotificationCenter::defaultCenter().post(kBluetoothStatusChangedNotification, true);
+  notificationCenter_.post(kBluetoothStatusChangedNotification, true);
 }
 
 void BeaconScanner::centralManagerDidUpdateState(BluetoothCentral& central) {

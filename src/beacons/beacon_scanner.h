@@ -10,6 +10,7 @@
 #include "beacons/beacon_info.h"
 #include "beacons/beacon_scanner_delegate.h"
 #include "core/dispatch_timer.h"
+#include "core/notification_center.h"
 #include "platform/bluetooth_central.h"
 #include "platform/clock.h"
 
@@ -91,6 +92,9 @@ class BeaconScanner final : public BluetoothCentralDelegate {
   const Date::duration lostAfter_;
   std::shared_ptr<Life> life_ = std::make_shared<Life>();
   std::shared_ptr<DispatchQueue> mainQueue_;
+  // Looked up once: posting from the scanner's queue must not take the
+  // context's lock, which is held while the context destroys this scanner.
+  NotificationCenter& notificationCenter_;
   std::shared_ptr<DispatchQueue> beaconOperationsQueue_;
   std::unique_ptr<BluetoothCentral> centralManager_;
 
