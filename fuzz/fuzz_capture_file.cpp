@@ -10,15 +10,18 @@
 #include <span>
 #include <string>
 
+#include "platform/fake/virtual_time.h"
 #include "platform/linux/capture/advertising_data.h"
 #include "platform/linux/capture/advertising_report.h"
 #include "platform/linux/capture/capture_file_reader.h"
+#include "platform/linux/capture/capture_replay_central.h"
 
 namespace {
 
 using vicinix::AdvertisingData;
 using vicinix::AdvertisingReport;
 using vicinix::CaptureFileReader;
+using vicinix::CaptureReplayCentral;
 
 void parseEvent(std::span<const uint8_t> event) {
   auto reports = AdvertisingReport::fromEvent(event);
@@ -36,6 +39,29 @@ void readAll(const std::filesystem::path& path, CaptureFileReader::Format format
   CaptureFileReader::Event event;
   while (reader->next(event)) parseEvent(event.bytes);
   if (reader->counts().skipped > reader->counts().records) abort();
+}
+
+class Discarding final : public vicinix::BluetoothCentralDelegate {
+ public:
+  void centralManagerDidUpdateState(vicinix::BluetoothCentral&) override {}
+  void centralManagerDidDiscover(vicinix::BluetoothCentral&, const vicinix::PeripheralIdentifier&,
+                                 const std::optional<vicinix::ServiceDataMap>& serviceData,
+                                 int) override {
+    if (serviceData && serviceData->empty()) abort();  // absent, never empty
+  }
+};
+
+// Played on virtual time, slowed down so that wild clocks reach the far end
+// of the timeline: the replay must always get to the end of what it can read.
+void replay(const std::filesystem::path& path) {
+  auto time = vicinix::VirtualTime::create(vicinix::Date{});
+  Discarding delegate;
+  CaptureReplayCentral central({.path = path, .clock = time, .log = nullptr, .speed = 0.25},
+                               delegate, time->makeSerialQueue("replay"));
+  central.scanForPeripherals({"FEAA"}, true);
+  time->runAll();
+  if (central.state() == vicinix::BluetoothCentralState::poweredOn && !central.counts().finished)
+    abort();
 }
 
 // One file for the whole run, removed when the fuzzer exits normally.
@@ -62,6 +88,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   readAll(path, CaptureFileReader::Format::Btsnoop);
   readAll(path, CaptureFileReader::Format::Pcap);
+  replay(path);
   // The same bytes as one bare event and as advertising data reach the
   // parsers' corners far sooner than through a file's framing.
   parseEvent({data, size});

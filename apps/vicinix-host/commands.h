@@ -30,6 +30,12 @@ struct RunOptions {
   bool debug = false;
 };
 
+struct ReplayOptions {
+  std::filesystem::path file;
+  std::filesystem::path dataDir;
+  bool json = false;
+};
+
 // Each returns the process exit code.
 int runConfigure(const ConfigureOptions& options);
 int runRun(const RunOptions& options);
@@ -38,5 +44,6 @@ int runEvents(const std::filesystem::path& dataDir);
 int runCampaigns(const std::filesystem::path& dataDir);
 int runBeacons(const std::filesystem::path& dataDir);
 int runRecordEvent(const RecordOptions& options);
+int runReplay(const ReplayOptions& options);
 
 }  // namespace vicinix::host

@@ -1,5 +1,5 @@
 // vicinix-host: the reference host of the Vicinix SDK. It runs the SDK against
-// a backend and inspects what the SDK stored.
+// a backend, shows what the SDK stored and replays Bluetooth captures.
 
 #include <CLI/CLI.hpp>
 
@@ -62,6 +62,14 @@ int main(int argc, char** argv) {
   recordCommand->add_option("--beacon", record.beacon, "NAMESPACE:INSTANCE of the beacon");
   addDataDir(recordCommand);
 
+  ReplayOptions replay;
+  auto* replayCommand = app.add_subcommand(
+      "replay", "Run a Bluetooth capture (btsnoop, pcap) through the beacon scanner");
+  replayCommand->add_option("FILE", replay.file, "The capture, e.g. from sudo btmon -w FILE")
+      ->required();
+  replayCommand->add_flag("--json", replay.json, "One JSON object per line");
+  addDataDir(replayCommand);
+
   CLI11_PARSE(app, argc, argv);
 
   if (*configureCommand) {
@@ -76,6 +84,10 @@ int main(int argc, char** argv) {
   if (*eventsCommand) return runEvents(dataDir);
   if (*campaignsCommand) return runCampaigns(dataDir);
   if (*beaconsCommand) return runBeacons(dataDir);
+  if (*replayCommand) {
+    replay.dataDir = dataDir;
+    return runReplay(replay);
+  }
   record.dataDir = dataDir;
   return runRecordEvent(record);
 }

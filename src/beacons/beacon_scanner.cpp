@@ -12,7 +12,7 @@ namespace {
 using FrameType = BeaconInfo::EddystoneFrameType;
 
 Date::duration seconds(double value) {
-  return std::chrono::duration_cast<Date::duration>(std::chrono::duration<double>(value));
+  return std::chrono::round<Date::duration>(std::chrono::duration<double>(value));
 }
 
 }  // namespace
@@ -36,6 +36,7 @@ BeaconScanner::BeaconScanner(double onLostTimeout)
       onLostTimeout_(onLostTimeout),
       lostAfter_(seconds(onLostTimeout)),
       mainQueue_(sdk_.mainQueuePtr()),
+      notificationCenter_(sdk_.shared<NotificationCenter>()),
       beaconOperationsQueue_(sdk_.makeSerialQueue("beacon_operations_queue")) {
   centralManager_ = sdk_.makeBluetoothCentral(*this, beaconOperationsQueue_);
 }
@@ -81,12 +82,12 @@ void BeaconScanner::startScanningSynchronized() {
     sdk_.log().systemLine("CentralManager state is " + std::to_string(static_cast<int>(state)) +
                           ", cannot start scan");
     shouldBeScanning_ = true;
-    NotificationCenter::defaultCenter().post(kBluetoothStatusChangedNotification, false);
+    notificationCenter_.post(kBluetoothStatusChangedNotification, false);
     return;
   }
   sdk_.log().systemLine("Starting to scan for Eddystones");
   centralManager_->scanForPeripherals({"FEAA"}, true);
-  NotificationCenter::defaultCenter().post(kBluetoothStatusChangedNotification, true);
+  notificationCenter_.post(kBluetoothStatusChangedNotification, true);
 }
 
 void BeaconScanner::centralManagerDidUpdateState(BluetoothCentral& central) {
@@ -142,8 +143,9 @@ void BeaconScanner::sighting(const BeaconInfo& beaconInfo) {
     if (!entry.foundWhileLosing) entry.foundWhileLosing = beaconInfo;
     return;
   }
+  // The lost timer is not moved here: when it fires it finds this time and
+  // re-arms itself, which keeps the timer off the per-advertisement path.
   entry.lastSeen = sdk_.clock().now();
-  entry.onLostTimer->reschedule();
   if (delegate_) delegate_->didUpdateBeacon(*this, beaconInfo);
 }
 
@@ -155,36 +157,36 @@ void BeaconScanner::find(const BeaconInfo& beaconInfo, const Key& key) {
               .lastSeen = sdk_.clock().now(),
               .losing = false,
               .foundWhileLosing = std::nullopt};
-  scheduleLostTimer(entry, key);
+  scheduleLostTimer(entry, key, lostAfter_);
   seenEddystoneCache_.insert_or_assign(key, std::move(entry));
 }
 
 // The timer fires on the main queue but the cache lives on the scanner's
-// queue, so its block only notes the time and hops over.
-void BeaconScanner::scheduleLostTimer(Entry& entry, const Key& key) {
+// queue, so its block only hops over.
+void BeaconScanner::scheduleLostTimer(Entry& entry, const Key& key, Date::duration delay) {
   entry.timerGeneration = ++nextTimerGeneration_;
   entry.onLostTimer = DispatchTimer::scheduledDispatchTimer(
-      onLostTimeout_, mainQueue_,
+      std::chrono::duration<double>(delay).count(), mainQueue_,
       [this, life = life_, key, generation = entry.timerGeneration](DispatchTimer&) {
-        Date firedAt = sdk_.clock().now();
         std::lock_guard lock(life->mutex);
         if (!life->alive) return;
-        beaconOperationsQueue_->async(guarded(
-            [this, key, generation, firedAt] { lostTimerFired(key, generation, firedAt); }));
+        beaconOperationsQueue_->async(
+            guarded([this, key, generation] { lostTimerFired(key, generation); }));
       });
 }
 
-void BeaconScanner::lostTimerFired(const Key& key, uint64_t generation, Date firedAt) {
+void BeaconScanner::lostTimerFired(const Key& key, uint64_t generation) {
   auto it = seenEddystoneCache_.find(key);
   if (it == seenEddystoneCache_.end()) return;
   Entry& entry = it->second;
   if (entry.timerGeneration != generation || entry.losing) return;
-  // A sighting that met the timer while it fired could not move it (a fired
-  // timer is spent), and so far the beacon has not been quiet for the whole
-  // timeout: it stays, under a fresh timer. A proper firing comes at least
-  // the timeout after the last sighting; the slack only absorbs clock jitter.
-  if (firedAt - entry.lastSeen < lostAfter_ - lostAfter_ / 16) {
-    scheduleLostTimer(entry, key);
+  // Seen since the timer was armed: quiet for less than the timeout so far,
+  // so the timer goes again for the rest of it. A clock stepped back counts
+  // as a sighting now rather than stretching the wait.
+  Date now = sdk_.clock().now();
+  if (entry.lastSeen > now) entry.lastSeen = now;
+  if (auto quiet = now - entry.lastSeen; quiet < lostAfter_) {
+    scheduleLostTimer(entry, key, lostAfter_ - quiet);
     return;
   }
   // Told first, removed after: until forget() runs, sightings of this beacon

@@ -10,6 +10,7 @@
 #include "beacons/beacon_info.h"
 #include "beacons/beacon_scanner_delegate.h"
 #include "core/dispatch_timer.h"
+#include "core/notification_center.h"
 #include "platform/bluetooth_central.h"
 #include "platform/clock.h"
 
@@ -62,8 +63,8 @@ class BeaconScanner final : public BluetoothCentralDelegate {
     size_t operator()(const Key& key) const noexcept;
   };
   struct Entry {
-    BeaconInfo beaconInfo;  // of the first sighting
-    std::unique_ptr<DispatchTimer> onLostTimer;
+    BeaconInfo beaconInfo;                       // of the first sighting
+    std::unique_ptr<DispatchTimer> onLostTimer;  // due no later than lastSeen + timeout
     uint64_t timerGeneration = 0;
     Date lastSeen;
     bool losing = false;  // the delegate is being told of the loss
@@ -82,8 +83,8 @@ class BeaconScanner final : public BluetoothCentralDelegate {
   void startScanningSynchronized();
   void sighting(const BeaconInfo& beaconInfo);
   void find(const BeaconInfo& beaconInfo, const Key& key);
-  void scheduleLostTimer(Entry& entry, const Key& key);
-  void lostTimerFired(const Key& key, uint64_t generation, Date firedAt);
+  void scheduleLostTimer(Entry& entry, const Key& key, Date::duration delay);
+  void lostTimerFired(const Key& key, uint64_t generation);
   void forget(const Key& key);
 
   Sdk& sdk_;
@@ -91,6 +92,9 @@ class BeaconScanner final : public BluetoothCentralDelegate {
   const Date::duration lostAfter_;
   std::shared_ptr<Life> life_ = std::make_shared<Life>();
   std::shared_ptr<DispatchQueue> mainQueue_;
+  // Looked up once: posting from the scanner's queue must not take the
+  // context's lock, which is held while the context destroys this scanner.
+  NotificationCenter& notificationCenter_;
   std::shared_ptr<DispatchQueue> beaconOperationsQueue_;
   std::unique_ptr<BluetoothCentral> centralManager_;
 

@@ -35,8 +35,9 @@ void DispatchTimer::schedule() {
 void DispatchTimer::reschedule() {
   std::lock_guard lock(mutex_);
   if (isCancelled()) return;
-  deadline_ = clock_.now() +
-              std::chrono::duration_cast<Date::duration>(std::chrono::duration<double>(delay_));
+  // Rounded, so a delay that was computed in nanoseconds comes back exact.
+  deadline_ =
+      clock_.now() + std::chrono::round<Date::duration>(std::chrono::duration<double>(delay_));
   armLocked();
 }
 

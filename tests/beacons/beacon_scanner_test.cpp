@@ -92,6 +92,26 @@ TEST_F(BeaconScannerTest, LostOnceAfterFifteenQuietSeconds) {
                           "lose 000000000003 -42 main @44999"}));
 }
 
+// Sightings do not move the timer; it re-arms itself for what is left of the
+// quiet time, however many sightings came in between, and a wall clock
+// stepped back does not stretch the wait.
+TEST_F(BeaconScannerTest, LossComesTheTimeoutAfterTheLastSightingAcrossReArms) {
+  start();
+  for (int ms : {0, 7500, 14900, 29800}) {
+    advanceTo(ms);
+    see(kDeviceA, uid(5), -45);
+  }
+  advanceTo(100000);
+  EXPECT_EQ(calls.back(), "lose 000000000005 -45 main @44800");
+
+  calls.clear();
+  see(kDeviceA, uid(6), -46);
+  advanceTo(105000);
+  env.time->setNow(env.time->now() - std::chrono::hours(1));
+  advanceTo(200000);
+  EXPECT_EQ(calls, (Calls{"find 000000000006 -46 @100000", "lose 000000000006 -46 main @130000"}));
+}
+
 // A sighting that lands as the timer fires cannot move the spent timer; the
 // beacon must neither stay forever nor vanish.
 TEST_F(BeaconScannerTest, SightingThatMeetsTheFiringTimerKeepsTheBeacon) {

@@ -12,7 +12,10 @@ Date FakeSdk::defaultStart() {
 }
 
 FakeSdk::FakeSdk(std::function<void(Platform&)> customize)
-    : time(VirtualTime::create(defaultStart())),
+    : FakeSdk(Options{.customize = std::move(customize)}) {}
+
+FakeSdk::FakeSdk(Options options)
+    : time(VirtualTime::create(options.start)),
       defaults(std::make_shared<MemoryDefaultsStore>()),
       http(std::make_shared<FakeHttpClient>(time->mainQueue())),
       reachability(std::make_shared<FakeReachabilityProbe>()),
@@ -22,9 +25,14 @@ FakeSdk::FakeSdk(std::function<void(Platform&)> customize)
       images(std::make_shared<FakeImageCodec>()),
       application(std::make_shared<FakeApplication>()),
       log(std::make_shared<RecordingLog>()) {
-  std::string pattern = (std::filesystem::temp_directory_path() / "vicinix-test-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) throw std::system_error(errno, std::generic_category());
-  appData_ = pattern;
+  if (options.appData) {
+    appData_ = *options.appData;
+  } else {
+    std::string pattern = (std::filesystem::temp_directory_path() / "vicinix-test-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) throw std::system_error(errno, std::generic_category());
+    appData_ = pattern;
+    temporaryAppData_ = true;
+  }
 
   Platform platform{
       .queues = time,
@@ -41,7 +49,7 @@ FakeSdk::FakeSdk(std::function<void(Platform&)> customize)
       .directories = AppDirectories::under(appData_),
       .device = DeviceInfo{.model = "x86_64", .osVersion = "6.1.0-test"},
   };
-  if (customize) customize(platform);
+  if (options.customize) options.customize(platform);
   sdk_ = std::make_shared<Sdk>(std::move(platform), Sdk::Options{"https://backend.test/graphql"});
   scope_ = std::make_unique<ScopedSdk>(sdk_);
 }
@@ -49,6 +57,7 @@ FakeSdk::FakeSdk(std::function<void(Platform&)> customize)
 FakeSdk::~FakeSdk() {
   scope_.reset();
   sdk_.reset();
+  if (!temporaryAppData_) return;
   std::error_code ignored;
   std::filesystem::remove_all(appData_, ignored);
 }

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "core/sdk.h"
 #include "platform/fake/fake_application.h"
@@ -19,7 +20,7 @@
 namespace vicinix {
 
 // A fresh SDK context built from fakes, installed for the object's lifetime,
-// with its own temporary app-data directory (removed afterwards):
+// by default with its own temporary app-data directory (removed afterwards):
 //
 //   FakeSdk env;
 //   env.http->replyWith(R"({"data":{}})");
@@ -30,9 +31,16 @@ class FakeSdk {
   // 2024-03-01 08:15:02.517 UTC, a Friday.
   static Date defaultStart();
 
-  // `customize` may swap services (say, a real HTTP client) before the context
-  // is built.
+  struct Options {
+    Date start = defaultStart();  // where virtual time begins
+    // Used as it is when given; otherwise a temporary directory, removed afterwards.
+    std::optional<std::filesystem::path> appData{};
+    // May swap services (say, a real HTTP client) before the context is built.
+    std::function<void(Platform&)> customize{};
+  };
+
   explicit FakeSdk(std::function<void(Platform&)> customize = {});
+  explicit FakeSdk(Options options);
   ~FakeSdk();
   FakeSdk(const FakeSdk&) = delete;
   FakeSdk& operator=(const FakeSdk&) = delete;
@@ -53,6 +61,7 @@ class FakeSdk {
 
  private:
   std::filesystem::path appData_;
+  bool temporaryAppData_ = false;
   std::shared_ptr<Sdk> sdk_;
   std::unique_ptr<ScopedSdk> scope_;
 };

@@ -79,24 +79,54 @@ TEST(CaptureFileReaderOpenTest, RefusesFilesWithoutHciPackets) {
   }
 }
 
+// BlueZ's own decoder is the reference for what our btsnoop files mean.
+std::string btmon(const std::filesystem::path& file, const std::filesystem::path& output) {
+  int status = std::system(
+      ("/usr/bin/btmon -T -r " + file.string() + " >" + output.string() + " 2>&1").c_str());
+  std::stringstream text;
+  text << std::ifstream(output).rdbuf();
+  EXPECT_EQ(status, 0) << text.str();
+  return text.str();
+}
+
+size_t occurrences(const std::string& text, const std::string& what) {
+  size_t count = 0;
+  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++count;
+  return count;
+}
+
 TEST(CaptureFileReaderBtmonTest, BlueZDecodesOurBtsnoopFiles) {
   if (access("/usr/bin/btmon", X_OK) != 0) GTEST_SKIP() << "btmon is missing (Debian: bluez)";
   testing::TemporaryDirectory directory;
   auto file = directory.path / "capture.btsnoop";
   testing::writeCapture(file, Link::BtsnoopMonitor,
                         {{kStart, testing::legacyReportEvent({kBeacon})}});
-  ASSERT_EQ(
-      std::system(
-          ("/usr/bin/btmon -T -r " + file.string() + " >" + file.string() + ".txt 2>&1").c_str()),
-      0);
-  std::stringstream output;
-  output << std::ifstream(file.string() + ".txt").rdbuf();
+  std::string output = btmon(file, directory.path / "capture.txt");
   // The time of day proves both sides count from the same epoch; the hour is the local zone's.
   for (const char* expected :
        {"LE Advertising Report", "Address: 06:05:04:03:02:01",
         "Data: 00ec0aff00000000000000010000000000020000", "RSSI: -60 dBm", ":13:20.123456"})
-    EXPECT_NE(output.str().find(expected), std::string::npos) << expected << " in\n"
-                                                              << output.str();
+    EXPECT_NE(output.find(expected), std::string::npos) << expected << " in\n" << output;
+
+  // The sample: every advertising report our reader counts is one BlueZ decodes.
+  auto sample = std::filesystem::path(VICINIX_SOURCE_DIR) / "samples/store-entrance.btsnoop";
+  std::string error;
+  auto reader = CaptureFileReader::open(sample, error);
+  ASSERT_TRUE(reader) << error;
+  size_t reports = 0;
+  CaptureFileReader::Event event;
+  while (reader->next(event)) reports += AdvertisingReport::fromEvent(event.bytes).value().size();
+  output = btmon(sample, directory.path / "sample.txt");
+  EXPECT_EQ(occurrences(output, "LE Advertising Report (0x02)") +
+                occurrences(output, "LE Extended Advertising Report (0x0d)"),
+            reports);
+  for (const char* expected :
+       {"= Open Index: 00:1A:7D:DA:71:0A", "LE Set Scan Enable", "Scan response - SCAN_RSP",
+        "Service Data: Google (0xfeaa)", "Data: 00ecedd1ebeac04e5defa0170123456789ab0000",
+        "Data: 10ea036578616d706c6500737072696e67", "Name (complete): Freezer-Probe-2",
+        "Type: iBeacon", "2024-03-01"})
+    EXPECT_NE(output.find(expected), std::string::npos) << expected;
+  EXPECT_EQ(output.find("invalid"), std::string::npos);
 }
 
 }  // namespace

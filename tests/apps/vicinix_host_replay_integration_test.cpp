@@ -1,0 +1,120 @@
+// vicinix-host replay over the sample captures, read as an integrator would
+// read its output.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "platform/linux/temporary_directory.h"
+#include "support/linux_sdk.h"
+
+namespace vicinix {
+namespace {
+
+const std::string kSamples = std::string(VICINIX_SOURCE_DIR) + "/samples/";
+
+test::CommandResult replay(const std::string& arguments) {
+  testing::TemporaryDirectory dataDir;
+  return test::runCommand(std::string(VICINIX_HOST_BINARY) + " replay " + arguments +
+                          " --data-dir " + (dataDir.path / "never-written").string());
+}
+
+std::vector<nlohmann::json> lines(const std::string& out) {
+  std::vector<nlohmann::json> parsed;
+  std::istringstream stream(out);
+  for (std::string line; std::getline(stream, line);) parsed.push_back(nlohmann::json::parse(line));
+  return parsed;
+}
+
+int64_t micros(const nlohmann::json& line) {
+  return std::llround(line["t"].get<double>() * 1e6);
+}
+
+TEST(VicinixHostReplayTest, SampleCaptureTellsEachBeaconsStory) {
+  auto result = replay(kSamples + "store-entrance.btsnoop --json");
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  auto events = lines(result.out);
+  ASSERT_FALSE(events.empty());
+
+  // Per identifier: found, updates, lost; again for each later presence.
+  std::map<std::string, int> presences;
+  std::map<std::string, bool> inRange;
+  std::map<std::string, int64_t> lastSighting;
+  int withTelemetry = 0, encryptedTelemetry = 0, urls = 0;
+  int64_t previous = 0;
+  for (const auto& line : events) {
+    SCOPED_TRACE(line.dump());
+    EXPECT_GE(micros(line), previous) << "lines come in time order";
+    previous = micros(line);
+    const std::string event = line["event"];
+    if (event == "url") {
+      EXPECT_EQ(line["url"], "https://example.com/spring");
+      ++urls;
+      continue;
+    }
+    const std::string id = line["id"];
+    bool eid = line["type"] == "EddystoneEID";
+    EXPECT_EQ(line.contains("namespace"), !eid);
+    if (!eid) {
+      EXPECT_EQ(line["namespace"].get<std::string>() + line["instance"].get<std::string>(), id);
+    }
+    if (event == "found") {
+      EXPECT_FALSE(inRange[id]);
+      inRange[id] = true;
+      ++presences[id];
+    } else if (event == "updated") {
+      EXPECT_TRUE(inRange[id]);
+    } else {
+      ASSERT_EQ(event, "lost");
+      EXPECT_TRUE(inRange[id]);
+      inRange[id] = false;
+      EXPECT_EQ(micros(line), lastSighting[id] + 15'000'000) << "lost exactly 15 s after";
+      continue;
+    }
+    lastSighting[id] = micros(line);
+    if (line["telemetry"].is_string()) {
+      auto telemetry = line["telemetry"].get<std::string>();
+      ++(telemetry.starts_with("2000") ? withTelemetry : encryptedTelemetry);
+    }
+  }
+  for (const auto& [id, present] : inRange) EXPECT_FALSE(present) << id << " never lost";
+  EXPECT_EQ(presences, (std::map<std::string, int>{{"edd1ebeac04e5defa0170123456789ab", 1},
+                                                   {"edd1ebeac04e5defa0170123456789ac", 2},
+                                                   {"f7826da6bc5b71e0893e0000000000c1", 1},
+                                                   {"1d4e5f6a7b8c9dae", 1}}));
+  EXPECT_GT(withTelemetry, 10);
+  EXPECT_GT(encryptedTelemetry, 3);
+  EXPECT_GT(urls, 30);
+  for (const char* summary : {"697 records", "687 advertising reports", "322 UID", "68 EID",
+                              "54 TLM", "55 URL", "0 records skipped as malformed"})
+    EXPECT_NE(result.err.find(summary), std::string::npos) << summary << " in " << result.err;
+
+  // The pcap holds the same traffic without btmon's bookkeeping records.
+  auto pcap = replay(kSamples + "store-entrance.pcap --json");
+  ASSERT_EQ(pcap.exitCode, 0) << pcap.err;
+  EXPECT_EQ(pcap.out, result.out);
+}
+
+TEST(VicinixHostReplayTest, ReadableLinesAndUnreadableFiles) {
+  auto result = replay(kSamples + "store-entrance.btsnoop");
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  for (const char* expected :
+       {"    0.651615 s  found    Eddystone edd1ebeac04e5defa017 0123456789ab  txPower -20 dBm  "
+        "RSSI -57 dBm\n",
+        "  RSSI unavailable", "telemetry: battery 2890 mV, 23.10 °C, 1204027 frames sent",
+        "telemetry: encrypted 2001", "  url      https://example.com/spring  RSSI -"})
+    EXPECT_NE(result.out.find(expected), std::string::npos) << expected;
+
+  auto missing = replay(kSamples + "no-such-capture.btsnoop");
+  EXPECT_NE(missing.exitCode, 0);
+  EXPECT_NE(missing.err.find("replay: error: cannot replay " + kSamples + "no-such-capture"),
+            std::string::npos)
+      << missing.err;
+  EXPECT_TRUE(missing.out.empty());
+}
+
+}  // namespace
+}  // namespace vicinix
