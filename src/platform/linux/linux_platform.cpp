@@ -39,15 +39,6 @@ std::filesystem::path homeDirectory() {
   return std::filesystem::temp_directory_path();
 }
 
-// BlueZ over D-Bus, raw HCI and capture-replay centrals take this one's place
-// next; until then a host sees Bluetooth as unsupported and nothing scans.
-class UnsupportedBluetoothCentral final : public BluetoothCentral {
- public:
-  BluetoothCentralState state() const override { return BluetoothCentralState::unsupported; }
-  void scanForPeripherals(const std::vector<std::string>&, bool) override {}
-  void stopScan() override {}
-};
-
 }  // namespace
 
 std::filesystem::path defaultAppDataDirectory(const std::string& appName) {
@@ -82,10 +73,7 @@ Platform makeLinuxPlatform(const LinuxPlatformOptions& options) {
       .http = std::move(http),
       .reachability = makeNetlinkReachabilityProbe(),
       .location = makeLinuxLocationService(),
-      .bluetooth = [](BluetoothCentralDelegate&,
-                      std::shared_ptr<DispatchQueue>) -> std::unique_ptr<BluetoothCentral> {
-        return std::make_unique<UnsupportedBluetoothCentral>();
-      },
+      .bluetooth = options.bluetooth.centralFactory(log),
       .notifications = std::make_shared<FreedesktopNotificationCenter>(options.appName),
       .images = std::make_shared<GdkPixbufImageCodec>(),
       .application = std::make_shared<LinuxApplication>(log),

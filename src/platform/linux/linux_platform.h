@@ -5,6 +5,7 @@
 #include <functional>
 #include <string>
 
+#include "platform/linux/bluetooth_source.h"
 #include "platform/platform.h"
 
 namespace vicinix {
@@ -14,6 +15,8 @@ struct LinuxPlatformOptions {
   std::filesystem::path appData;
   // The sender the desktop shows on notifications.
   std::string appName = "vicinix";
+  // Where the live Bluetooth centrals come from; see BluetoothSource::parse.
+  BluetoothSource bluetooth = {};
 };
 
 // $XDG_DATA_HOME/<appName>, i.e. ~/.local/share/<appName> by default.
@@ -23,7 +26,8 @@ std::filesystem::path defaultAppDataDirectory(const std::string& appName);
 DeviceInfo currentDeviceInfo();
 
 // The real services: GLib main context, libcurl, the kernel's routing state,
-// the settings file <app-data>/Library/Preferences/vicinix.plist.
+// the settings file <app-data>/Library/Preferences/vicinix.plist, Bluetooth
+// from the chosen source.
 Platform makeLinuxPlatform(const LinuxPlatformOptions& options);
 
 // Runs the default GLib main context until quitMainLoop(), for headless hosts.

@@ -1,0 +1,453 @@
+#include "platform/linux/bluez_central.h"
+
+#include <gio/gio.h>
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/linux/bluez_device_tracker.h"
+#include "platform/linux/central_delegate_link.h"
+#include "platform/linux/glib_dispatch_queue.h"
+#include "platform/linux/service_uuid.h"
+
+namespace vicinix {
+namespace {
+
+constexpr const char* kBluez = "org.bluez";
+constexpr const char* kAdapterInterface = "org.bluez.Adapter1";
+constexpr const char* kDeviceInterface = "org.bluez.Device1";
+constexpr int kCallTimeoutMs = 10000;
+// How long destruction waits for GDBus to hand back what it holds of ours.
+constexpr gint64 kReleaseWaitMicros = 2 * G_USEC_PER_SEC;
+
+bool isOfType(GVariant* value, const char* type) {
+  return value != nullptr && g_variant_is_of_type(value, G_VARIANT_TYPE(type));
+}
+
+// "org.bluez.Error.NotReady: Resource Not Ready", without GDBus's wrapping.
+std::string errorText(const GError* error) {
+  if (error == nullptr) return "unknown error";
+  gchar* remote = g_dbus_error_get_remote_error(error);
+  GError* copy = g_error_copy(error);
+  g_dbus_error_strip_remote_error(copy);
+  std::string text = (remote != nullptr ? std::string(remote) + ": " : "") + copy->message;
+  g_error_free(copy);
+  g_free(remote);
+  return text;
+}
+
+class BluezCentral final : public BluetoothCentral {
+ public:
+  BluezCentral(BluetoothCentralDelegate& delegate, std::shared_ptr<DispatchQueue> queue,
+               const std::string& adapter, std::shared_ptr<Log> log)
+      : adapterPathWanted_(adapter.empty() || adapter[0] == '/' ? adapter
+                                                                : "/org/bluez/" + adapter),
+        log_(std::move(log)),
+        link_(CentralDelegateLink::make(delegate, *this, std::move(queue))),
+        worker_(makeGlibDispatchQueueFactory()->makeSerialQueue("bluez")) {
+    worker_->async([this] { connect(); });
+  }
+
+  ~BluezCentral() override {
+    link_->detach();
+    worker_->sync([this] { shutDown(); });
+    worker_.reset();
+  }
+
+  BluetoothCentralState state() const override { return state_.load(); }
+
+  void scanForPeripherals(const std::vector<std::string>& serviceUUIDs,
+                          bool allowDuplicates) override {
+    worker_->async(
+        [this, serviceUUIDs, allowDuplicates] { startScan(serviceUUIDs, allowDuplicates); });
+  }
+
+  void stopScan() override {
+    worker_->async([this] { endScan(); });
+  }
+
+ private:
+  using Reply = std::function<void(GVariant* reply, const GError* error)>;
+  struct PendingCall {
+    BluezCentral* central;
+    Reply reply;
+  };
+
+  // Everything below runs on the worker thread.
+
+  void warn(const std::string& line) {
+    if (log_) log_->systemLine("Bluetooth: " + line);
+  }
+
+  void setState(BluetoothCentralState state) {
+    if (state_.exchange(state) != state) link_->postStateUpdate();
+  }
+
+  void post(std::optional<BluezDeviceTracker::Discovery> discovery) {
+    if (discovery) link_->postDiscovery(std::move(*discovery));
+  }
+
+  void connect() {
+    GError* error = nullptr;
+    gchar* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &error);
+    if (address != nullptr) {
+      connection_ = g_dbus_connection_new_for_address_sync(
+          address,
+          GDBusConnectionFlags(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                               G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+          nullptr, nullptr, &error);
+      g_free(address);
+    }
+    if (connection_ == nullptr) {
+      warn("cannot reach the system bus (" + errorText(error) + "); BlueZ is out of reach");
+      g_clear_error(&error);
+      setState(BluetoothCentralState::unsupported);
+      return;
+    }
+    cancellable_ = g_cancellable_new();
+    subscribe("org.freedesktop.DBus.ObjectManager", "InterfacesAdded", nullptr);
+    subscribe("org.freedesktop.DBus.ObjectManager", "InterfacesRemoved", nullptr);
+    subscribe("org.freedesktop.DBus.Properties", "PropertiesChanged", kBluez);
+    // Also tells whether bluetoothd runs at all, and of its restarts.
+    ++outstanding_;
+    nameWatch_ = g_bus_watch_name_on_connection(connection_, kBluez, G_BUS_NAME_WATCHER_FLAGS_NONE,
+                                                &BluezCentral::onAppeared,
+                                                &BluezCentral::onVanished, this, &released);
+  }
+
+  void subscribe(const char* interface, const char* member, const char* arg0Namespace) {
+    ++outstanding_;
+    subscriptions_.push_back(g_dbus_connection_signal_subscribe(
+        connection_, kBluez, interface, member, nullptr, arg0Namespace,
+        arg0Namespace != nullptr ? G_DBUS_SIGNAL_FLAGS_MATCH_ARG0_NAMESPACE
+                                 : G_DBUS_SIGNAL_FLAGS_NONE,
+        &BluezCentral::onSignal, this, &released));
+  }
+
+  static void released(gpointer self) { --static_cast<BluezCentral*>(self)->outstanding_; }
+
+  void call(const std::string& path, const char* interface, const char* method,
+            GVariant* parameters, const char* replyType, Reply reply) {
+    ++outstanding_;
+    g_dbus_connection_call(connection_, kBluez, path.c_str(), interface, method, parameters,
+                           replyType != nullptr ? G_VARIANT_TYPE(replyType) : nullptr,
+                           G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, cancellable_,
+                           &BluezCentral::onReply, new PendingCall{this, std::move(reply)});
+  }
+
+  static void onReply(GObject* source, GAsyncResult* result, gpointer data) {
+    std::unique_ptr<PendingCall> pending(static_cast<PendingCall*>(data));
+    GError* error = nullptr;
+    GVariant* reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &error);
+    --pending->central->outstanding_;
+    if (!g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED)) pending->reply(reply, error);
+    if (reply != nullptr) g_variant_unref(reply);
+    g_clear_error(&error);
+  }
+
+  void shutDown() {
+    if (connection_ == nullptr) return;
+    // BlueZ would end the session when we disconnect anyway; saying so
+    // spares it the wait.
+    if (!startedOn_.empty() && adapters_.contains(startedOn_)) {
+      g_dbus_connection_call(connection_, kBluez, startedOn_.c_str(), kAdapterInterface,
+                             "StopDiscovery", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr,
+                             nullptr, nullptr);
+    }
+    g_cancellable_cancel(cancellable_);
+    for (guint subscription : subscriptions_)
+      g_dbus_connection_signal_unsubscribe(connection_, subscription);
+    if (nameWatch_ != 0) g_bus_unwatch_name(nameWatch_);
+    waitForReleases();
+    g_dbus_connection_flush_sync(connection_, nullptr, nullptr);
+    g_dbus_connection_close_sync(connection_, nullptr, nullptr);
+    g_clear_object(&connection_);
+    g_clear_object(&cancellable_);
+  }
+
+  // Cancelled calls and ended subscriptions come back through this thread's
+  // context; until they have, GDBus holds pointers to us.
+  void waitForReleases() {
+    GMainContext* context = g_main_context_get_thread_default();
+    // Releases may also come from GDBus's own thread, which does not wake us.
+    GSource* tick = g_timeout_source_new(5);
+    g_source_set_callback(
+        tick, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr, nullptr);
+    g_source_attach(tick, context);
+    gint64 deadline = g_get_monotonic_time() + kReleaseWaitMicros;
+    while (outstanding_.load() > 0 && g_get_monotonic_time() < deadline)
+      g_main_context_iteration(context, TRUE);
+    g_source_destroy(tick);
+    g_source_unref(tick);
+    if (outstanding_.load() > 0) warn("D-Bus did not release the central in time");
+  }
+
+  static void onAppeared(GDBusConnection*, const gchar*, const gchar*, gpointer self) {
+    static_cast<BluezCentral*>(self)->loadObjects();
+  }
+
+  static void onVanished(GDBusConnection*, const gchar*, gpointer self) {
+    auto* central = static_cast<BluezCentral*>(self);
+    ++central->objectsGeneration_;
+    central->adapters_.clear();
+    central->devices_.forgetDevicesBelow("");
+    central->reevaluate();
+  }
+
+  void loadObjects() {
+    uint64_t generation = ++objectsGeneration_;
+    call("/", "org.freedesktop.DBus.ObjectManager", "GetManagedObjects", nullptr, "(a{oa{sa{sv}}})",
+         [this, generation](GVariant* reply, const GError* error) {
+           if (generation != objectsGeneration_) return;  // bluetoothd went away since
+           if (error != nullptr) {
+             warn("cannot list BlueZ's objects: " + errorText(error));
+             reevaluate();
+             return;
+           }
+           adopt(reply);
+         });
+  }
+
+  // The whole object tree, adapters first so that devices meet their adapter.
+  void adopt(GVariant* reply) {
+    adapters_.clear();
+    devices_.forgetDevicesBelow("");
+    GVariant* objects = g_variant_get_child_value(reply, 0);
+    for (bool adapters : {true, false}) {
+      GVariantIter iter;
+      const char* path = nullptr;
+      GVariant* interfaces = nullptr;
+      g_variant_iter_init(&iter, objects);
+      while (g_variant_iter_next(&iter, "{&o@a{sa{sv}}}", &path, &interfaces)) {
+        interfacesAdded(path, interfaces, adapters ? kAdapterInterface : kDeviceInterface);
+        g_variant_unref(interfaces);
+      }
+      if (adapters) {
+        if (!adapterPathWanted_.empty() && !adapters_.contains(adapterPathWanted_))
+          warn("no adapter " + adapterPathWanted_ + " in BlueZ; waiting for it");
+        reevaluate();
+      }
+    }
+    g_variant_unref(objects);
+  }
+
+  // `interfaces` is a{sa{sv}}; with `only`, other interfaces are skipped.
+  void interfacesAdded(const std::string& path, GVariant* interfaces, const char* only) {
+    GVariantIter iter;
+    const char* interface = nullptr;
+    GVariant* properties = nullptr;
+    g_variant_iter_init(&iter, interfaces);
+    while (g_variant_iter_next(&iter, "{&s@a{sv}}", &interface, &properties)) {
+      std::string_view name(interface);
+      if (only == nullptr || name == only) {
+        if (name == kAdapterInterface) {
+          gboolean powered = FALSE;
+          g_variant_lookup(properties, "Powered", "b", &powered);
+          adapters_[path] = powered;
+          if (only == nullptr) reevaluate();
+        } else if (name == kDeviceInterface) {
+          post(devices_.deviceAdded(path, properties));
+        }
+      }
+      g_variant_unref(properties);
+    }
+  }
+
+  static void onSignal(GDBusConnection*, const gchar*, const gchar* path, const gchar*,
+                       const gchar* member, GVariant* parameters, gpointer self) {
+    auto* central = static_cast<BluezCentral*>(self);
+    std::string_view name(member);
+    if (name == "InterfacesAdded" && isOfType(parameters, "(oa{sa{sv}})")) {
+      const char* object = nullptr;
+      GVariant* interfaces = nullptr;
+      g_variant_get(parameters, "(&o@a{sa{sv}})", &object, &interfaces);
+      central->interfacesAdded(object, interfaces, nullptr);
+      g_variant_unref(interfaces);
+    } else if (name == "InterfacesRemoved" && isOfType(parameters, "(oas)")) {
+      const char* object = nullptr;
+      GVariantIter* interfaces = nullptr;
+      const char* interface = nullptr;
+      g_variant_get(parameters, "(&oas)", &object, &interfaces);
+      while (g_variant_iter_next(interfaces, "&s", &interface))
+        central->interfaceRemoved(object, interface);
+      g_variant_iter_free(interfaces);
+    } else if (name == "PropertiesChanged" && isOfType(parameters, "(sa{sv}as)")) {
+      const char* interface = nullptr;
+      GVariant* changed = nullptr;
+      GVariant* invalidated = nullptr;
+      g_variant_get(parameters, "(&s@a{sv}@as)", &interface, &changed, &invalidated);
+      central->propertiesChanged(path, interface, changed, invalidated);
+      g_variant_unref(changed);
+      g_variant_unref(invalidated);
+    }
+  }
+
+  void interfaceRemoved(const std::string& path, std::string_view interface) {
+    if (interface == kAdapterInterface) {
+      adapters_.erase(path);
+      // BlueZ removes the devices first, but not when it is going down hard.
+      devices_.forgetDevicesBelow(path);
+      reevaluate();
+    } else if (interface == kDeviceInterface) {
+      devices_.deviceRemoved(path);
+    }
+  }
+
+  void propertiesChanged(const std::string& path, std::string_view interface, GVariant* changed,
+                         GVariant* invalidated) {
+    if (interface == kDeviceInterface) {
+      post(devices_.propertiesChanged(path, changed, invalidated));
+    } else if (interface == kAdapterInterface && adapters_.contains(path)) {
+      gboolean powered = FALSE;
+      if (g_variant_lookup(changed, "Powered", "b", &powered)) {
+        adapters_[path] = powered;
+        reevaluate();
+      }
+    }
+  }
+
+  std::string chooseAdapter() const {
+    if (!adapterPathWanted_.empty())
+      return adapters_.contains(adapterPathWanted_) ? adapterPathWanted_ : "";
+    auto current = adapters_.find(adapterPath_);
+    if (current != adapters_.end() && current->second) return adapterPath_;
+    for (const auto& [path, powered] : adapters_)
+      if (powered) return path;
+    if (current != adapters_.end()) return adapterPath_;
+    return adapters_.empty() ? "" : adapters_.begin()->first;
+  }
+
+  // After any adapter change: picks the adapter, ends a scan that lost its
+  // power, carries one over to a new powered adapter, and tells the state.
+  void reevaluate() {
+    std::string chosen = chooseAdapter();
+    if (chosen != adapterPath_) {
+      stopDiscovery();
+      adapterPath_ = chosen;
+      devices_.setAdapter(chosen);
+    }
+    auto adapter = adapters_.find(adapterPath_);
+    bool powered = adapter != adapters_.end() && adapter->second;
+    if (!powered && scan_) {
+      scan_.reset();
+      ++scanGeneration_;
+      devices_.stopScan();
+      discoveryRequested_ = false;
+      startedOn_.clear();  // a power loss ends BlueZ's session too
+    } else if (powered && scan_ && !discoveryRequested_) {
+      requestDiscovery();
+    }
+    setState(powered ? BluetoothCentralState::poweredOn : BluetoothCentralState::poweredOff);
+  }
+
+  void startScan(const std::vector<std::string>& serviceUUIDs, bool allowDuplicates) {
+    if (state_.load() != BluetoothCentralState::poweredOn || adapterPath_.empty()) return;
+    std::vector<std::string> full;
+    for (const auto& text : serviceUUIDs) {
+      if (auto uuid = ServiceUUID::parse(text)) {
+        full.push_back(uuid->fullText());
+      } else {
+        warn("\"" + text + "\" is no service UUID; left out of the scan");
+      }
+    }
+    // Scanning for everything instead would be the opposite of what was asked.
+    if (!serviceUUIDs.empty() && full.empty()) return;
+    scan_ = Scan{full, allowDuplicates};
+    ++scanGeneration_;
+    requestDiscovery();
+    for (auto& discovery : devices_.startScan(full, allowDuplicates)) post(std::move(discovery));
+  }
+
+  void endScan() {
+    if (!scan_) return;
+    scan_.reset();
+    ++scanGeneration_;
+    devices_.stopScan();
+    stopDiscovery();
+  }
+
+  // BlueZ merges the filters of all its clients, so devices it reports can
+  // still be of no interest: the tracker filters again.
+  void requestDiscovery() {
+    discoveryRequested_ = true;
+    GVariantBuilder filter;
+    g_variant_builder_init(&filter, G_VARIANT_TYPE_VARDICT);
+    if (!scan_->serviceUUIDs.empty()) {
+      GVariantBuilder uuids;
+      g_variant_builder_init(&uuids, G_VARIANT_TYPE_STRING_ARRAY);
+      for (const auto& uuid : scan_->serviceUUIDs) g_variant_builder_add(&uuids, "s", uuid.c_str());
+      g_variant_builder_add(&filter, "{sv}", "UUIDs", g_variant_builder_end(&uuids));
+    }
+    g_variant_builder_add(&filter, "{sv}", "Transport", g_variant_new_string("le"));
+    g_variant_builder_add(&filter, "{sv}", "DuplicateData",
+                          g_variant_new_boolean(scan_->allowDuplicates));
+    uint64_t generation = scanGeneration_;
+    std::string path = adapterPath_;
+    call(path, kAdapterInterface, "SetDiscoveryFilter", g_variant_new("(a{sv})", &filter), nullptr,
+         [this, generation, path](GVariant*, const GError* error) {
+           // A BlueZ without filters still scans, only less selectively.
+           if (error != nullptr) warn("SetDiscoveryFilter failed: " + errorText(error));
+           if (generation != scanGeneration_ || path != adapterPath_ || startedOn_ == path) return;
+           startedOn_ = path;
+           call(path, kAdapterInterface, "StartDiscovery", nullptr, nullptr,
+                [this, path](GVariant*, const GError* error) {
+                  if (error == nullptr) return;
+                  warn("StartDiscovery failed: " + errorText(error));
+                  if (startedOn_ == path) startedOn_.clear();
+                });
+         });
+  }
+
+  void stopDiscovery() {
+    discoveryRequested_ = false;
+    if (startedOn_.empty()) return;
+    std::string path = std::exchange(startedOn_, "");
+    if (!adapters_.contains(path)) return;
+    call(path, kAdapterInterface, "StopDiscovery", nullptr, nullptr,
+         [this](GVariant*, const GError* error) {
+           if (error != nullptr) warn("StopDiscovery failed: " + errorText(error));
+         });
+  }
+
+  struct Scan {
+    std::vector<std::string> serviceUUIDs;  // full form
+    bool allowDuplicates = false;
+  };
+
+  const std::string adapterPathWanted_;
+  const std::shared_ptr<Log> log_;
+  const std::shared_ptr<CentralDelegateLink> link_;
+  std::atomic<BluetoothCentralState> state_{BluetoothCentralState::unknown};
+  std::shared_ptr<DispatchQueue> worker_;
+
+  // Worker thread only, but for the count, which GDBus may lower from its own.
+  GDBusConnection* connection_ = nullptr;
+  GCancellable* cancellable_ = nullptr;
+  std::vector<guint> subscriptions_;
+  guint nameWatch_ = 0;
+  std::atomic<int> outstanding_{0};
+  uint64_t objectsGeneration_ = 0;
+  std::map<std::string, bool> adapters_;  // object path: powered
+  std::string adapterPath_;               // the one in use; "" for none
+  BluezDeviceTracker devices_;
+  std::optional<Scan> scan_;
+  uint64_t scanGeneration_ = 0;
+  bool discoveryRequested_ = false;
+  std::string startedOn_;  // the adapter our StartDiscovery went to
+};
+
+}  // namespace
+
+std::unique_ptr<BluetoothCentral> makeBluezCentral(BluetoothCentralDelegate& delegate,
+                                                   std::shared_ptr<DispatchQueue> queue,
+                                                   const std::string& adapter,
+                                                   std::shared_ptr<Log> log) {
+  return std::make_unique<BluezCentral>(delegate, std::move(queue), adapter, std::move(log));
+}
+
+}  // namespace vicinix
