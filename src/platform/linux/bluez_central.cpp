@@ -114,26 +114,38 @@ class BluezCentral final : public BluetoothCentral {
     subscribe("org.freedesktop.DBus.ObjectManager", "InterfacesRemoved", nullptr);
     subscribe("org.freedesktop.DBus.Properties", "PropertiesChanged", kBluez);
     // Also tells whether bluetoothd runs at all, and of its restarts.
-    ++outstanding_;
     nameWatch_ = g_bus_watch_name_on_connection(connection_, kBluez, G_BUS_NAME_WATCHER_FLAGS_NONE,
                                                 &BluezCentral::onAppeared,
-                                                &BluezCentral::onVanished, this, &released);
+                                                &BluezCentral::onVanished, hold(), &release);
   }
 
   void subscribe(const char* interface, const char* member, const char* arg0Namespace) {
-    ++outstanding_;
     subscriptions_.push_back(g_dbus_connection_signal_subscribe(
         connection_, kBluez, interface, member, nullptr, arg0Namespace,
         arg0Namespace != nullptr ? G_DBUS_SIGNAL_FLAGS_MATCH_ARG0_NAMESPACE
                                  : G_DBUS_SIGNAL_FLAGS_NONE,
-        &BluezCentral::onSignal, this, &released));
+        &BluezCentral::onSignal, hold(), &release));
   }
 
-  static void released(gpointer self) { --static_cast<BluezCentral*>(self)->outstanding_; }
+  // What a subscription or name watch holds of us. GDBus stops calling back
+  // when it ends but may drop the hold later: the count outlives the central.
+  struct Hold {
+    BluezCentral* central;
+    std::shared_ptr<std::atomic<int>> outstanding;
+  };
+  Hold* hold() {
+    ++*outstanding_;
+    return new Hold{this, outstanding_};
+  }
+  static void release(gpointer data) {
+    std::unique_ptr<Hold> hold(static_cast<Hold*>(data));
+    --*hold->outstanding;
+  }
+  static BluezCentral* held(gpointer data) { return static_cast<Hold*>(data)->central; }
 
   void call(const std::string& path, const char* interface, const char* method,
             GVariant* parameters, const char* replyType, Reply reply) {
-    ++outstanding_;
+    ++*outstanding_;
     g_dbus_connection_call(connection_, kBluez, path.c_str(), interface, method, parameters,
                            replyType != nullptr ? G_VARIANT_TYPE(replyType) : nullptr,
                            G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, cancellable_,
@@ -144,7 +156,7 @@ class BluezCentral final : public BluetoothCentral {
     std::unique_ptr<PendingCall> pending(static_cast<PendingCall*>(data));
     GError* error = nullptr;
     GVariant* reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &error);
-    --pending->central->outstanding_;
+    --*pending->central->outstanding_;
     if (!g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED)) pending->reply(reply, error);
     if (reply != nullptr) g_variant_unref(reply);
     g_clear_error(&error);
@@ -180,19 +192,19 @@ class BluezCentral final : public BluetoothCentral {
         tick, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr, nullptr);
     g_source_attach(tick, context);
     gint64 deadline = g_get_monotonic_time() + kReleaseWaitMicros;
-    while (outstanding_.load() > 0 && g_get_monotonic_time() < deadline)
+    while (outstanding_->load() > 0 && g_get_monotonic_time() < deadline)
       g_main_context_iteration(context, TRUE);
     g_source_destroy(tick);
     g_source_unref(tick);
-    if (outstanding_.load() > 0) warn("D-Bus did not release the central in time");
+    if (outstanding_->load() > 0) warn("D-Bus did not release the central in time");
   }
 
-  static void onAppeared(GDBusConnection*, const gchar*, const gchar*, gpointer self) {
-    static_cast<BluezCentral*>(self)->loadObjects();
+  static void onAppeared(GDBusConnection*, const gchar*, const gchar*, gpointer data) {
+    held(data)->loadObjects();
   }
 
-  static void onVanished(GDBusConnection*, const gchar*, gpointer self) {
-    auto* central = static_cast<BluezCentral*>(self);
+  static void onVanished(GDBusConnection*, const gchar*, gpointer data) {
+    BluezCentral* central = held(data);
     ++central->objectsGeneration_;
     central->adapters_.clear();
     central->devices_.forgetDevicesBelow("");
@@ -259,8 +271,8 @@ class BluezCentral final : public BluetoothCentral {
   }
 
   static void onSignal(GDBusConnection*, const gchar*, const gchar* path, const gchar*,
-                       const gchar* member, GVariant* parameters, gpointer self) {
-    auto* central = static_cast<BluezCentral*>(self);
+                       const gchar* member, GVariant* parameters, gpointer data) {
+    BluezCentral* central = held(data);
     std::string_view name(member);
     if (name == "InterfacesAdded" && isOfType(parameters, "(oa{sa{sv}})")) {
       const char* object = nullptr;
@@ -425,12 +437,13 @@ class BluezCentral final : public BluetoothCentral {
   std::atomic<BluetoothCentralState> state_{BluetoothCentralState::unknown};
   std::shared_ptr<DispatchQueue> worker_;
 
-  // Worker thread only, but for the count, which GDBus may lower from its own.
+  // Worker thread only.
   GDBusConnection* connection_ = nullptr;
   GCancellable* cancellable_ = nullptr;
   std::vector<guint> subscriptions_;
   guint nameWatch_ = 0;
-  std::atomic<int> outstanding_{0};
+  // Calls in flight and holds not yet dropped; GDBus may drop holds from its own thread.
+  std::shared_ptr<std::atomic<int>> outstanding_ = std::make_shared<std::atomic<int>>(0);
   uint64_t objectsGeneration_ = 0;
   std::map<std::string, bool> adapters_;  // object path: powered
   std::string adapterPath_;               // the one in use; "" for none
