@@ -39,7 +39,6 @@ TEST(BluetoothSource, SaysWhatIsWrongWithATypo) {
            Case{"bluez:", "\"\" is no BlueZ adapter name (like hci0)"},
            Case{"bluez:/org/bluez/hci0",
                 "\"/org/bluez/hci0\" is no BlueZ adapter name (like hci0)"},
-           Case{"hci:", "\"\" is no HCI adapter index (like 0 or hci0)"},
            Case{"hci:-1", "\"-1\" is no HCI adapter index (like 0 or hci0)"},
            Case{"hci:1x", "\"1x\" is no HCI adapter index (like 0 or hci0)"},
        }) {

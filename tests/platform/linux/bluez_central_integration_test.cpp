@@ -233,6 +233,20 @@ TEST_F(BluezCentralTest, ReportsEachServiceDataAndSignalStrengthChange) {
                       {{{"FEAA", second}}, -40}}));
 }
 
+TEST_F(BluezCentralTest, AScanStartsWithTheBeaconsBlueZHasInRange) {
+  std::string path = harness.device("C0:FF:EE:00:00:07");
+  harness.bus->call(path, "org.freedesktop.DBus.Properties", "Set",
+                    "('org.bluez.Device1', 'ServiceData', <{'" + std::string(kFeaa) + "': <" +
+                        bytesText(kUIDFrame) + ">}>)");
+  CentralRecorder recorder;
+  auto central = scanningCentral(recorder);
+  ASSERT_TRUE(runUntilDiscoveries(recorder, 1));
+  auto discovery = recorder.discoveries()[0];
+  EXPECT_EQ(discovery.peripheral,
+            BluetoothAddress::parse("C0:FF:EE:00:00:07")->peripheralIdentifier());
+  EXPECT_EQ(discovery.serviceData, (ServiceDataMap{{"FEAA", kUIDFrame}}));
+}
+
 TEST_F(BluezCentralTest, AnAddressGivesTheSameIdentifierInEveryCentral) {
   CentralRecorder first, second;
   auto one = scanningCentral(first);
