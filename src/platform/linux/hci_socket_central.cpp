@@ -184,8 +184,11 @@ class HciSocketCentral final : public BluetoothCentral {
       std::array<pollfd, 2> fds{pollfd{wake_, POLLIN, 0}, pollfd{bound_ ? socket_ : -1, POLLIN, 0}};
       if (poll(fds.data(), fds.size(), timeout) < 0 && errno != EINTR) break;
       if (fds[0].revents & POLLIN) takeRequests();
-      if (fds[1].revents & POLLIN) readPackets();
-      if (fds[1].revents & (POLLERR | POLLHUP)) reopen();
+      if (fds[1].revents & POLLIN) {
+        readPackets();
+      } else if (fds[1].revents & (POLLERR | POLLHUP)) {
+        reopen();
+      }
       if (session_.awaitingReply() && Clock::now() >= commandDeadline_)
         apply(session_.commandTimedOut());
     }
