@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <future>
 #include <set>
 #include <thread>
@@ -14,7 +15,7 @@
 #include "platform/linux/bluez_central.h"
 #include "platform/linux/glib_dispatch_queue.h"
 #include "platform/linux/service_uuid.h"
-#include "support/dbus_mock_process.h"
+#include "support/private_bus.h"
 
 namespace vicinix {
 namespace {
@@ -42,12 +43,32 @@ std::string devicePath(const std::string& adapter, std::string address) {
   return "/org/bluez/" + adapter + "/dev_" + address;
 }
 
+// What the mock needs; scripts/install-deps installs both. "" when all is there.
+std::string missingTools() {
+  gchar* daemon = g_find_program_in_path("dbus-daemon");
+  g_free(daemon);
+  if (daemon == nullptr) return "dbus-daemon is missing (scripts/install-deps installs it)";
+  if (std::system("/usr/bin/python3 -c 'import dbusmock' 2>/dev/null") != 0)
+    return "python3-dbusmock is missing (scripts/install-deps installs it)";
+  return "";
+}
+
 // dbusmock's BlueZ on a private bus, and what a test does with it.
 struct BluezHarness {
-  BluezHarness() {
-    if (bus) addAdapter("hci0");
+  BluezHarness() : why(missingTools()) {
+    if (!why.empty()) return;
+    bus.emplace();
+    bus->startMock("bluez5", "org.bluez");
+    addAdapter("hci0");
   }
-  bool ready() const { return bus != nullptr; }
+  bool ready() const { return bus.has_value(); }
+
+  // `arguments` is a tuple in GVariant text, "" for none.
+  test::VariantPtr call(const std::string& path, const std::string& interface,
+                        const std::string& method, const std::string& arguments = "") {
+    return bus->call("org.bluez", path, interface, method,
+                     arguments.empty() ? nullptr : g_variant_new_parsed(arguments.c_str()));
+  }
 
   std::unique_ptr<BluetoothCentral> makeCentral(BluetoothCentralDelegate& delegate,
                                                 const std::string& adapter = "") {
@@ -55,15 +76,15 @@ struct BluezHarness {
   }
 
   void addAdapter(const std::string& name) {
-    bus->call("/", "org.bluez.Mock", "AddAdapter", "('" + name + "', 'vicinix')");
+    call("/", "org.bluez.Mock", "AddAdapter", "('" + name + "', 'vicinix')");
   }
   void setPowered(bool on, const std::string& adapter = "hci0") {
-    bus->call("/org/bluez/" + adapter, "org.freedesktop.DBus.Properties", "Set",
-              std::string("('org.bluez.Adapter1', 'Powered', <") + (on ? "true" : "false") + ">)");
+    call("/org/bluez/" + adapter, "org.freedesktop.DBus.Properties", "Set",
+         std::string("('org.bluez.Adapter1', 'Powered', <") + (on ? "true" : "false") + ">)");
   }
   bool scanning(const std::string& adapter = "hci0") {
-    auto reply = bus->call("/org/bluez/" + adapter, "org.freedesktop.DBus.Properties", "Get",
-                           "('org.bluez.Adapter1', 'Discovering')");
+    auto reply = call("/org/bluez/" + adapter, "org.freedesktop.DBus.Properties", "Get",
+                      "('org.bluez.Adapter1', 'Discovering')");
     GVariant* value = nullptr;
     g_variant_get(reply.get(), "(v)", &value);
     bool discovering = g_variant_get_boolean(value);
@@ -76,16 +97,16 @@ struct BluezHarness {
   std::string device(const std::string& address, const std::string& adapter = "hci0") {
     std::string path = devicePath(adapter, address);
     if (devices.insert(path).second)
-      bus->call("/", "org.bluez.Mock", "AddDevice", "('" + adapter + "', '" + address + "', 'b')");
+      call("/", "org.bluez.Mock", "AddDevice", "('" + adapter + "', '" + address + "', 'b')");
     return path;
   }
   // One PropertiesChanged of Device1 with `changed` (a{sv} text).
   void emitChanged(const std::string& path, const std::string& changed,
                    const std::string& invalidated = "@as []") {
-    bus->call(path, "org.freedesktop.DBus.Mock", "EmitSignal",
-              "('org.freedesktop.DBus.Properties', 'PropertiesChanged', 'sa{sv}as', "
-              "[<'org.bluez.Device1'>, <" +
-                  changed + ">, <" + invalidated + ">])");
+    call(path, "org.freedesktop.DBus.Mock", "EmitSignal",
+         "('org.freedesktop.DBus.Properties', 'PropertiesChanged', 'sa{sv}as', "
+         "[<'org.bluez.Device1'>, <" +
+             changed + ">, <" + invalidated + ">])");
   }
   void advertise(const std::string& address, const ServiceDataMap& serviceData, int RSSI) {
     std::string entries;
@@ -99,7 +120,7 @@ struct BluezHarness {
 
   // The adapter's method calls in order, each with its arguments.
   std::vector<std::pair<std::string, test::VariantPtr>> calls(const std::string& adapter = "hci0") {
-    auto reply = bus->call("/org/bluez/" + adapter, "org.freedesktop.DBus.Mock", "GetCalls", "");
+    auto reply = call("/org/bluez/" + adapter, "org.freedesktop.DBus.Mock", "GetCalls", "");
     std::vector<std::pair<std::string, test::VariantPtr>> result;
     GVariantIter* iter = nullptr;
     g_variant_get(reply.get(), "(a(tsav))", &iter);
@@ -107,7 +128,7 @@ struct BluezHarness {
     const char* method = nullptr;
     GVariant* arguments = nullptr;
     while (g_variant_iter_next(iter, "(t&s@av)", &time, &method, &arguments))
-      result.emplace_back(method, test::VariantPtr(arguments, g_variant_unref));
+      result.emplace_back(method, test::VariantPtr(arguments));
     g_variant_iter_free(iter);
     return result;
   }
@@ -127,8 +148,7 @@ struct BluezHarness {
   }
 
   std::string why;
-  std::unique_ptr<test::DbusMockProcess> bus =
-      test::DbusMockProcess::start("bluez5", "org.bluez", why);
+  std::optional<test::PrivateBus> bus;
   std::shared_ptr<DispatchQueue> queue =
       makeGlibDispatchQueueFactory()->makeSerialQueue("delegate");
   std::shared_ptr<RecordingLog> log = std::make_shared<RecordingLog>();
@@ -211,9 +231,9 @@ TEST_F(BluezCentralTest, ReportsEachServiceDataAndSignalStrengthChange) {
   std::string path = harness.device("C0:FF:EE:00:00:01");
   std::vector<uint8_t> second = kUIDFrame;
   second[19] = 0x01;
-  harness.bus->call(path, "org.freedesktop.DBus.Properties", "Set",
-                    "('org.bluez.Device1', 'ServiceData', <{'" + std::string(kFeaa) + "': <" +
-                        bytesText(kUIDFrame) + ">}>)");
+  harness.call(path, "org.freedesktop.DBus.Properties", "Set",
+               "('org.bluez.Device1', 'ServiceData', <{'" + std::string(kFeaa) + "': <" +
+                   bytesText(kUIDFrame) + ">}>)");
   harness.emitChanged(path, "{'RSSI': <int16 -50>}");
   harness.emitChanged(path, "{'ServiceData': <{'" + std::string(kFeaa) + "': <" +
                                 bytesText(second) + ">}>, 'RSSI': <int16 -40>}");
@@ -235,9 +255,9 @@ TEST_F(BluezCentralTest, ReportsEachServiceDataAndSignalStrengthChange) {
 
 TEST_F(BluezCentralTest, AScanStartsWithTheBeaconsBlueZHasInRange) {
   std::string path = harness.device("C0:FF:EE:00:00:07");
-  harness.bus->call(path, "org.freedesktop.DBus.Properties", "Set",
-                    "('org.bluez.Device1', 'ServiceData', <{'" + std::string(kFeaa) + "': <" +
-                        bytesText(kUIDFrame) + ">}>)");
+  harness.call(path, "org.freedesktop.DBus.Properties", "Set",
+               "('org.bluez.Device1', 'ServiceData', <{'" + std::string(kFeaa) + "': <" +
+                   bytesText(kUIDFrame) + ">}>)");
   CentralRecorder recorder;
   auto central = scanningCentral(recorder);
   ASSERT_TRUE(runUntilDiscoveries(recorder, 1));
@@ -276,12 +296,12 @@ TEST_F(BluezCentralTest, PropertiesOfTheWrongTypeAreIgnored) {
     harness.emitChanged(path, changed);
   }
   // Not even PropertiesChanged's signature.
-  harness.bus->call(path, "org.freedesktop.DBus.Mock", "EmitSignal",
-                    "('org.freedesktop.DBus.Properties', 'PropertiesChanged', 's', "
-                    "[<'org.bluez.Device1'>])");
-  harness.bus->call("/", "org.freedesktop.DBus.Mock", "EmitSignal",
-                    "('org.freedesktop.DBus.ObjectManager', 'InterfacesAdded', 'o', "
-                    "[<objectpath '/org/bluez/hci0/dev_00'>])");
+  harness.call(path, "org.freedesktop.DBus.Mock", "EmitSignal",
+               "('org.freedesktop.DBus.Properties', 'PropertiesChanged', 's', "
+               "[<'org.bluez.Device1'>])");
+  harness.call("/", "org.freedesktop.DBus.Mock", "EmitSignal",
+               "('org.freedesktop.DBus.ObjectManager', 'InterfacesAdded', 'o', "
+               "[<objectpath '/org/bluez/hci0/dev_00'>])");
   harness.advertise("C0:FF:EE:00:00:02", {{"FEAA", kUIDFrame}}, -90);  // the barrier
   ASSERT_TRUE(runUntilDiscoveries(recorder, 1));
   auto discoveries = recorder.discoveries();
@@ -299,7 +319,7 @@ TEST_F(BluezCentralTest, FollowsTheNamedAdapterComingAndGoing) {
   ASSERT_TRUE(harness.runUntil([&] { return harness.scanning("hci1"); }));
   EXPECT_EQ(harness.methodsCalled("hci0"), std::vector<std::string>{});
 
-  harness.bus->call("/", "org.bluez.Mock", "RemoveAdapter", "('hci1',)");
+  harness.call("/", "org.bluez.Mock", "RemoveAdapter", "('hci1',)");
   ASSERT_TRUE(harness.runUntil([&] { return recorder.lastState() == State::poweredOff; }));
   EXPECT_EQ(recorder.states(),
             (std::vector<State>{State::poweredOff, State::poweredOn, State::poweredOff}));
