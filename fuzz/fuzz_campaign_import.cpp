@@ -4,8 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <set>
 #include <string_view>
@@ -45,7 +45,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     sdk->http->replyWith(std::string(picture.begin(), picture.end()));
     return sdk;
   }();
-  auto json = vicinix::JsonValue::parse(std::string_view(reinterpret_cast<const char*>(data), size));
+  auto json =
+      vicinix::JsonValue::parse(std::string_view(reinterpret_cast<const char*>(data), size));
   auto& factory = vicinix::CampaignFactory::shared();
   factory.parse(json);
   for (const auto& item : json.array()) factory.parse(item);

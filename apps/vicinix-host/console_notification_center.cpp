@@ -25,7 +25,8 @@ void ConsoleNotificationCenter::add(const NotificationRequest& request,
                                     std::function<void(std::optional<std::string>)> completion) {
   uint64_t generation = ++generation_;
   (*pending_)[request.identifier] = generation;
-  auto delay = std::chrono::duration_cast<Duration>(std::chrono::duration<double>(request.triggerDelay));
+  auto delay =
+      std::chrono::duration_cast<Duration>(std::chrono::duration<double>(request.triggerDelay));
   mainQueue_->asyncAfter(delay, [pending = pending_, request, generation] {
     auto found = pending->find(request.identifier);
     if (found == pending->end() || found->second != generation) return;

@@ -30,8 +30,7 @@ int main(int argc, char** argv) {
   auto* runCommand = app.add_subcommand("run", "Run the SDK headless until stopped");
   runCommand->add_option("--app-key", run.applicationKey, "The application key")->required();
   runCommand->add_option("--endpoint", run.endpoint, "The backend's GraphQL URL")->required();
-  runCommand
-      ->add_option("--source", run.source, "bluez[:ADAPTER] | hci[:N] | replay:FILE")
+  runCommand->add_option("--source", run.source, "bluez[:ADAPTER] | hci[:N] | replay:FILE")
       ->capture_default_str();
   runCommand->add_option("--replay-speed", run.replaySpeed, "How much faster than recorded")
       ->capture_default_str()

@@ -6,12 +6,14 @@
 #include <any>
 #include <iostream>
 
+#include "campaigns/vicinix_notification_client.h"
 #include "commands.h"
 #include "console_notification_center.h"
 #include "core/json_value.h"
 #include "core/notification_center.h"
 #include "core/vicinix.h"
-#include "campaigns/vicinix_notification_client.h"
+#include "data/model/event_factory.h"
+#include "data/model/event_table.h"
 #include "host_context.h"
 #include "platform/linux/capture/capture_replay_central.h"
 #include "platform/linux/linux_platform.h"
@@ -24,8 +26,10 @@ using namespace std::chrono_literals;
 constexpr auto kUploadGrace = 5s;
 constexpr auto kNotificationServerProbe = 3s;
 
-// The first field a GraphQL request asks for: "sdkFetchPullNotifications".
+// The first field a GraphQL request asks for ("sdkFetchPullNotifications"),
+// or the picture a GET fetches.
 std::string operationOf(const HttpRequest& request) {
+  if (request.method == "GET") return "picture " + request.url;
   std::string query = JsonValue::parse(request.body)["query"].string();
   size_t start = query.find_first_not_of("{ \n", query.rfind("mutation", 0) == 0 ? 8 : 0);
   if (start == std::string::npos) return "?";
@@ -106,9 +110,11 @@ int runRun(const RunOptions& options) {
       std::cerr << "run: error: no capture at " << capture.string() << "\n";
       return 2;
     }
-    platform.bluetooth = CaptureReplayCentral::factory(
-        {.path = capture, .clock = platform.clock, .log = platform.log, .speed = options.replaySpeed},
-        progress);
+    platform.bluetooth = CaptureReplayCentral::factory({.path = capture,
+                                                        .clock = platform.clock,
+                                                        .log = platform.log,
+                                                        .speed = options.replaySpeed},
+                                                       progress);
   }
   if (desktopAnswers(*platform.notifications)) {
     std::cout << "notifications: shown on the desktop" << std::endl;
@@ -128,14 +134,17 @@ int runRun(const RunOptions& options) {
         [response] { VicinixNotificationClient::notificationTapped(response); });
   });
   NotificationCenter& center = NotificationCenter::defaultCenter();
-  center.addObserver(Vicinix::bluetoothStatusChanged, [](const NotificationCenter::Notification& n) {
-    const bool* on = std::any_cast<bool>(&n.object);
-    std::cout << "bluetooth: " << (on && *on ? "scanning" : "not available") << std::endl;
+  center.addObserver(
+      Vicinix::bluetoothStatusChanged, [](const NotificationCenter::Notification& n) {
+        const bool* on = std::any_cast<bool>(&n.object);
+        std::cout << "bluetooth: " << (on && *on ? "scanning" : "not available") << std::endl;
+      });
+  center.addObserver(Vicinix::campaignRecieved, [](const auto&) {
+    std::cout << "campaigns: received for a beacon" << std::endl;
   });
-  center.addObserver(Vicinix::campaignRecieved,
-                     [](const auto&) { std::cout << "campaigns: received for a beacon" << std::endl; });
-  center.addObserver(Vicinix::campaignsUpdated,
-                     [](const auto&) { std::cout << "campaigns: stored campaigns refreshed" << std::endl; });
+  center.addObserver(Vicinix::campaignsUpdated, [](const auto&) {
+    std::cout << "campaigns: stored campaigns refreshed" << std::endl;
+  });
 
   bool stopping = false;
   SignalWatch signals;
@@ -176,9 +185,16 @@ int runRun(const RunOptions& options) {
 
   std::cout << "lifecycle: shutting down" << std::endl;
   Vicinix::applicationDidEnterBackground();
-  bool drained = context.runUntil([&] { return context.http().inFlight() == 0; }, kUploadGrace);
+  // The store empties once the backend has taken the events; a refusal keeps
+  // them for the next run.
+  Database* events = EventFactory::shared().realm();
+  bool drained = context.runUntil(
+      [&] {
+        return context.http().inFlight() == 0 && (!events || EventTable(*events).count() == 0);
+      },
+      kUploadGrace);
   if (!capture.empty()) printReplaySummary(progress->counts());
-  if (!drained) std::cerr << "run: uploads still in flight after 5 s; they stay stored\n";
+  if (!drained) std::cerr << "run: events not uploaded within 5 s; they stay stored\n";
   return 0;
 }
 

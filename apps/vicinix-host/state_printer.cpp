@@ -6,11 +6,11 @@
 #include "core/sdk.h"
 #include "core/vicinix.h"
 #include "core/vicinix_configurator.h"
-#include "data/model/database.h"
 #include "data/model/attribute_table.h"
 #include "data/model/beacon_table.h"
 #include "data/model/block_table.h"
 #include "data/model/campaign_table.h"
+#include "data/model/database.h"
 #include "data/model/event_table.h"
 #include "data/model/realm_configurator.h"
 

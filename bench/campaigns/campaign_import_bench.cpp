@@ -91,11 +91,11 @@ void BM_RawSqliteCampaignInsert(benchmark::State& state) {
                        "maximum_notifications_per_user, created, updated, notification_count) "
                        "VALUES (?1, 'PAGE', 'Autumn sale', 'Everything 20 % off today', '', '', "
                        "'', 'Sale', 'Come in', 1, '', 600, 3, 0, 0, 0)");
-    Statement block(handle,
-                    "INSERT INTO block (id, type, sort_index, campaign) VALUES (?1, 'TEXT', ?2, ?3)");
-    Statement attribute(handle,
-                        R"(INSERT INTO attribute (id, "key", value, sort_index, block) VALUES )"
-                        R"((?1, 'text', 'Paragraph of campaign copy, a sentence or two long.', ?2, ?3))");
+    Statement block(
+        handle, "INSERT INTO block (id, type, sort_index, campaign) VALUES (?1, 'TEXT', ?2, ?3)");
+    Statement attribute(
+        handle, R"(INSERT INTO attribute (id, "key", value, sort_index, block) VALUES )"
+                R"((?1, 'text', 'Paragraph of campaign copy, a sentence or two long.', ?2, ?3))");
     long long n = 0;
     for (auto _ : state) {
       std::string id = "c" + std::to_string(n++);

@@ -37,9 +37,13 @@ BeaconManager::BeaconManager(Sdk& sdk)
 }
 
 // The scanner goes first: once it is gone no report can reach this manager.
-BeaconManager::~BeaconManager() { beaconScanner_.reset(); }
+BeaconManager::~BeaconManager() {
+  beaconScanner_.reset();
+}
 
-BeaconManager& BeaconManager::shared() { return Sdk::current().shared<BeaconManager>(); }
+BeaconManager& BeaconManager::shared() {
+  return Sdk::current().shared<BeaconManager>();
+}
 
 void BeaconManager::setup() {
   LocationService& location = sdk_.location();
@@ -83,7 +87,9 @@ void BeaconManager::stopRangingIBeacons() {
   }
 }
 
-void BeaconManager::didFindBeacon(const BeaconInfo& beaconInfo) { handle(beaconInfo); }
+void BeaconManager::didFindBeacon(const BeaconInfo& beaconInfo) {
+  handle(beaconInfo);
+}
 
 void BeaconManager::didLoseBeacon(const BeaconInfo& beaconInfo) {
   if (!sdk_.debugging()) return;

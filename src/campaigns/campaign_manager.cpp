@@ -32,25 +32,25 @@ void CampaignManager::updateAllCampaigns(std::function<void()> completion) {
     pending.push_back(campaign.id);
     due.push_back(std::move(campaign));
   }
-  GraphQLClient().notifications(due, [pending = std::move(pending),
-                                      completion = std::move(completion)](
-                                         std::optional<JsonValue> reply) mutable {
-    Sdk& sdk = Sdk::current();
-    JsonValue campaigns = reply ? (*reply)["data"]["sdkFetchCampaigns"] : JsonValue();
-    if (!campaigns.isArray()) {
-      sdk.debug("Update campaigns Error: " + (reply ? reply->raw().dump() : "unknown"));
-    } else {
-      CampaignFactory& factory = CampaignFactory::shared();
-      for (const JsonValue& json : campaigns.array()) {
-        auto campaign = factory.parse(json);
-        if (!campaign) continue;
-        factory.setUpdate(*campaign);
-        std::erase(pending, campaign->id);
-      }
-      for (const std::string& id : pending) factory.deleteCampaign(id);
-    }
-    completion();
-  });
+  GraphQLClient().notifications(
+      due, [pending = std::move(pending),
+            completion = std::move(completion)](std::optional<JsonValue> reply) mutable {
+        Sdk& sdk = Sdk::current();
+        JsonValue campaigns = reply ? (*reply)["data"]["sdkFetchCampaigns"] : JsonValue();
+        if (!campaigns.isArray()) {
+          sdk.debug("Update campaigns Error: " + (reply ? reply->raw().dump() : "unknown"));
+        } else {
+          CampaignFactory& factory = CampaignFactory::shared();
+          for (const JsonValue& json : campaigns.array()) {
+            auto campaign = factory.parse(json);
+            if (!campaign) continue;
+            factory.setUpdate(*campaign);
+            std::erase(pending, campaign->id);
+          }
+          for (const std::string& id : pending) factory.deleteCampaign(id);
+        }
+        completion();
+      });
 }
 
 void CampaignManager::notifyCampaigns(const std::vector<JsonValue>& campaigns,

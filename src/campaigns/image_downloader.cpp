@@ -13,7 +13,9 @@ namespace vicinix {
 
 ImageDownloader::ImageDownloader(Sdk& sdk) : sdk_(sdk) {}
 
-ImageDownloader& ImageDownloader::shared() { return Sdk::current().shared<ImageDownloader>(); }
+ImageDownloader& ImageDownloader::shared() {
+  return Sdk::current().shared<ImageDownloader>();
+}
 
 std::filesystem::path ImageDownloader::imagesDirectory() const {
   return sdk_.directories().library / "Vicinix" / "Images";
@@ -39,8 +41,7 @@ void ImageDownloader::downloadImage(const std::string& path, const std::string& 
     completion(std::nullopt);
     return;
   }
-  if (std::find(downloadQueue_.begin(), downloadQueue_.end(), imageName) !=
-      downloadQueue_.end()) {
+  if (std::find(downloadQueue_.begin(), downloadQueue_.end(), imageName) != downloadQueue_.end()) {
     completion(std::nullopt);
     return;
   }
@@ -65,19 +66,19 @@ void ImageDownloader::downloadImageFrom(const Url& url, Completion completion) {
   HttpRequest request;
   request.method = "GET";
   request.url = url.text();
-  sdk_.http().send(std::move(request), [this, url, completion = std::move(completion)](
-                                           HttpResponse response) {
-    if (!response.error.empty() || !response.body) {
-      sdk_.debug(response.error.empty() ? "Error" : response.error);
-      return;
-    }
-    sdk_.debug("Image Downloaded: " + url.lastPathComponent());
-    auto body = std::make_shared<std::string>(std::move(*response.body));
-    sdk_.mainQueue().async([this, body, completion] {
-      auto bytes = std::span(reinterpret_cast<const uint8_t*>(body->data()), body->size());
-      completion(sdk_.images().decode(bytes));
-    });
-  });
+  sdk_.http().send(
+      std::move(request), [this, url, completion = std::move(completion)](HttpResponse response) {
+        if (!response.error.empty() || !response.body) {
+          sdk_.debug(response.error.empty() ? "Error" : response.error);
+          return;
+        }
+        sdk_.debug("Image Downloaded: " + url.lastPathComponent());
+        auto body = std::make_shared<std::string>(std::move(*response.body));
+        sdk_.mainQueue().async([this, body, completion] {
+          auto bytes = std::span(reinterpret_cast<const uint8_t*>(body->data()), body->size());
+          completion(sdk_.images().decode(bytes));
+        });
+      });
 }
 
 void ImageDownloader::saveImage(const Image& image, const std::string& name) {

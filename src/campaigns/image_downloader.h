@@ -31,8 +31,7 @@ class ImageDownloader {
   // main queue: at once with nothing for an empty path or a name already in
   // flight, at once with the cached picture if there is one, and again when a
   // fetch delivers. A fetch that fails blocks the name for the process.
-  void downloadImage(const std::string& path, const std::string& imageName,
-                     Completion completion);
+  void downloadImage(const std::string& path, const std::string& imageName, Completion completion);
   // One fetch of `url`; `completion` runs on the main queue with the decoded
   // picture (or nothing when the bytes are not one), and not at all when the
   // transfer fails.

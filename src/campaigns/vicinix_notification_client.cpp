@@ -103,12 +103,13 @@ std::optional<NotificationAttachment> VicinixNotificationClient::createImageAtta
     reason = error ? error.message() : "cannot create " + directory.string();
   } else {
     std::ofstream file(directory / identifier, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
+    file.write(reinterpret_cast<const char*>(data.data()),
+               static_cast<std::streamsize>(data.size()));
     file.close();
     if (!file) {
       reason = "cannot write " + (directory / identifier).string();
-    } else if (auto attachment =
-                   sdk_.notifications().makeAttachment(identifier, directory / identifier, reason)) {
+    } else if (auto attachment = sdk_.notifications().makeAttachment(
+                   identifier, directory / identifier, reason)) {
       return attachment;
     }
   }

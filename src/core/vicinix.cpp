@@ -66,7 +66,9 @@ void Vicinix::start(const std::string& applicationKey) {
   }
 }
 
-std::string Vicinix::applicationKey() { return VicinixConfigurator::applicationKey(); }
+std::string Vicinix::applicationKey() {
+  return VicinixConfigurator::applicationKey();
+}
 
 void Vicinix::firstStartSetup() {
   DefaultsStore& defaults = Sdk::current().defaults();
@@ -162,11 +164,17 @@ void Vicinix::openCampaignDetailInModal(const std::string& campaignID) {
   EventFactory::shared().create(EventType::campaignDetailFromNotification, campaign->id);
 }
 
-void Vicinix::setDebugging(bool debugging) { Sdk::current().setDebugging(debugging); }
+void Vicinix::setDebugging(bool debugging) {
+  Sdk::current().setDebugging(debugging);
+}
 
-bool Vicinix::isDebugging() { return Sdk::current().debugging(); }
+bool Vicinix::isDebugging() {
+  return Sdk::current().debugging();
+}
 
-void Vicinix::debug(std::string_view line) { Sdk::current().debug(line); }
+void Vicinix::debug(std::string_view line) {
+  Sdk::current().debug(line);
+}
 
 std::filesystem::path Vicinix::documentsDirectoryURL() {
   return Sdk::current().directories().documents;

@@ -7,8 +7,8 @@
 #include "core/vicinix_configurator.h"
 #include "data/model/beacon_factory.h"
 #include "data/model/campaign_factory.h"
-#include "data/model/event_table.h"
 #include "data/model/event_factory.h"
+#include "data/model/event_table.h"
 #include "platform/fake/fake_sdk.h"
 #include "support/graphql_responder.h"
 
@@ -123,9 +123,9 @@ TEST_F(CampaignManagerTest, NotificationsAre50MsApartInReplyOrderAndTheBeaconIsS
     added.push_back(env.notifications->requests().size());
   }
   EXPECT_EQ(added, (std::vector<size_t>{1, 1, 2, 2, 3}));
-  EXPECT_EQ(notified(), (std::vector<std::string>{"CampaignNotification_n1",
-                                                  "CampaignNotification_n2",
-                                                  "CampaignNotification_n3"}));
+  EXPECT_EQ(notified(),
+            (std::vector<std::string>{"CampaignNotification_n1", "CampaignNotification_n2",
+                                      "CampaignNotification_n3"}));
   EXPECT_EQ(BeaconFactory::shared().findBeacon("edd1ebeac04e5defa017", "0123456789ab")->updated,
             replied);
   auto events = EventTable(*EventFactory::shared().realm()).all();

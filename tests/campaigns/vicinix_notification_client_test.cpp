@@ -7,8 +7,8 @@
 
 #include "core/vicinix_configurator.h"
 #include "data/model/campaign_factory.h"
-#include "data/model/event_table.h"
 #include "data/model/event_factory.h"
+#include "data/model/event_table.h"
 #include "platform/fake/fake_sdk.h"
 #include "ui/vicinix_navigation_view_controller.h"
 
@@ -24,9 +24,7 @@ class NotificationClientTest : public ::testing::Test {
     client.scheduleNotification(campaign);
     env.time->runUntilIdle();
   }
-  int64_t dayCount() {
-    return env.defaults->integer("VicinixTodaysNotificationCountDefaultsKey");
-  }
+  int64_t dayCount() { return env.defaults->integer("VicinixTodaysNotificationCountDefaultsKey"); }
 };
 
 TEST_F(NotificationClientTest, BuildsTheRequestAndCountsTheDay) {
@@ -52,7 +50,8 @@ TEST_F(NotificationClientTest, BuildsTheRequestAndCountsTheDay) {
 TEST_F(NotificationClientTest, SchedulesNothingUnderTheLimitWithoutTextOrWhenRefused) {
   env.sdk().setDebugging(true);
   schedule(Campaign{.id = "empty", .listTitle = "List"});
-  EXPECT_EQ(env.log->debugLines().back(), "Error: Missing Notification Title and Message, (List, empty)");
+  EXPECT_EQ(env.log->debugLines().back(),
+            "Error: Missing Notification Title and Message, (List, empty)");
 
   env.notifications->setAddError("server gone");
   schedule(Campaign{.id = "x", .notificationTitle = "T"});
@@ -69,8 +68,8 @@ TEST_F(NotificationClientTest, SchedulesNothingUnderTheLimitWithoutTextOrWhenRef
 TEST_F(NotificationClientTest, APictureIsAttachedAsJPEGAtQuality08) {
   auto bytes = FakeImageCodec::pictureBytes(4, 4);
   env.http->replyWith(std::string(bytes.begin(), bytes.end()));
-  schedule(Campaign{.id = "p", .notificationTitle = "T",
-                    .notificationImagePath = "https://img.test/n.png"});
+  schedule(Campaign{
+      .id = "p", .notificationTitle = "T", .notificationImagePath = "https://img.test/n.png"});
   auto requests = env.notifications->requests();
   ASSERT_EQ(requests.size(), 1u);
   ASSERT_EQ(requests[0].content.attachments.size(), 1u);
@@ -81,15 +80,15 @@ TEST_F(NotificationClientTest, APictureIsAttachedAsJPEGAtQuality08) {
   EXPECT_DOUBLE_EQ(FakeImageCodec::jpegQuality(written), 0.8);
 
   // Cached now: scheduled at once and again after the refresh, same identifier.
-  schedule(Campaign{.id = "p", .notificationTitle = "T",
-                    .notificationImagePath = "https://img.test/n.png"});
+  schedule(Campaign{
+      .id = "p", .notificationTitle = "T", .notificationImagePath = "https://img.test/n.png"});
   EXPECT_EQ(env.notifications->requests().size(), 3u);
 
   // A picture that cannot be attached schedules nothing.
   env.notifications->setAttachmentsFail(true);
   env.sdk().setDebugging(true);
-  schedule(Campaign{.id = "q", .notificationTitle = "T",
-                    .notificationImagePath = "https://img.test/q.png"});
+  schedule(Campaign{
+      .id = "q", .notificationTitle = "T", .notificationImagePath = "https://img.test/q.png"});
   EXPECT_EQ(env.notifications->requests().size(), 3u);
   EXPECT_EQ(env.log->debugLines().back(), "Error while getting notification image data.");
 }
@@ -116,7 +115,8 @@ TEST_F(NotificationClientTest, AClickOpensTheCampaignOnlyWithItsId) {
   VicinixNotificationClient::notificationTapped(response);
   auto presented = env.application->root()->presentedViewController();
   ASSERT_TRUE(presented);
-  EXPECT_EQ(presented->description(), "VicinixNavigationViewController > VicinixPageViewController campaign c1 \"\"");
+  EXPECT_EQ(presented->description(),
+            "VicinixNavigationViewController > VicinixPageViewController campaign c1 \"\"");
   auto events = EventTable(*EventFactory::shared().realm()).all();
   ASSERT_EQ(events.size(), 1u);
   EXPECT_EQ(events[0].type, "CAMPAIGN_DETAIL_FROM_PULL_NOTIFICATION");

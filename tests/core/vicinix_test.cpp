@@ -19,11 +19,12 @@ class VicinixTest : public ::testing::Test {
   FakeSdk env;
 
   void SetUp() override {
-    env.http->setResponder(test::GraphQLResponder()
-                               .on("sdkApplicationConfig", test::sampleConfigurationReply())
-                               .on("sdkConfig", R"({"data":{"sdkConfig":{"requiredIosSdkVersion":0}}})")
-                               .on("sdkFetchCampaigns", R"({"data":{"sdkFetchCampaigns":[]}})")
-                               .on("sdkCreateLog", R"({"data":{"sdkCreateLog":"OK"}})"));
+    env.http->setResponder(
+        test::GraphQLResponder()
+            .on("sdkApplicationConfig", test::sampleConfigurationReply())
+            .on("sdkConfig", R"({"data":{"sdkConfig":{"requiredIosSdkVersion":0}}})")
+            .on("sdkFetchCampaigns", R"({"data":{"sdkFetchCampaigns":[]}})")
+            .on("sdkCreateLog", R"({"data":{"sdkCreateLog":"OK"}})"));
   }
   std::vector<std::string> eventTypes() {
     std::vector<std::string> types;
@@ -90,8 +91,7 @@ TEST_F(VicinixTest, BackgroundFetchCompletesOnceAfterItsThreeTasks) {
   EXPECT_EQ(updates, 1);
   EXPECT_EQ(linesStartingWith("Remaining tasks: "),
             (std::vector<std::string>{"Remaining tasks: [configure, campaignUpdate]",
-                                      "Remaining tasks: [campaignUpdate]",
-                                      "Remaining tasks: []"}));
+                                      "Remaining tasks: [campaignUpdate]", "Remaining tasks: []"}));
   EXPECT_EQ(env.log->debugLines().back(), "BG Fetch completed...");
 }
 
@@ -120,9 +120,12 @@ TEST_F(VicinixTest, OnlyKnownCampaignsOfAScreenTypeAreOpened) {
   Vicinix::openCampaignDetailInModal("nope");
   EXPECT_EQ(env.log->debugLines().back(), "ERROR: there is no campaign with id nope");
   CampaignFactory::shared().parse(JsonValue::parse(R"({"id":"v","type":"VIDEO","isActive":true})"));
-  CampaignFactory::shared().parse(JsonValue::parse(R"({"id":"w","type":"WEB_PAGE","isActive":true})"));
+  CampaignFactory::shared().parse(
+      JsonValue::parse(R"({"id":"w","type":"WEB_PAGE","isActive":true})"));
   Vicinix::openCampaignDetailInModal("v");
-  EXPECT_EQ(env.log->debugLines().back().rfind("ERROR: Opening unsupported campaign type\n\nCampaign {", 0), 0u);
+  EXPECT_EQ(env.log->debugLines().back().rfind(
+                "ERROR: Opening unsupported campaign type\n\nCampaign {", 0),
+            0u);
   EXPECT_FALSE(env.application->root()->presentedViewController());
   EXPECT_TRUE(eventTypes().empty());
 

@@ -83,8 +83,12 @@ bool HostProcess::running() {
   return pid_ > 0;
 }
 
-std::string HostProcess::out() const { return readAll(directory_ / "stdout"); }
+std::string HostProcess::out() const {
+  return readAll(directory_ / "stdout");
+}
 
-std::string HostProcess::err() const { return readAll(directory_ / "stderr"); }
+std::string HostProcess::err() const {
+  return readAll(directory_ / "stderr");
+}
 
 }  // namespace vicinix::test

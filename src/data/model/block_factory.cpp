@@ -13,7 +13,9 @@ namespace vicinix {
 BlockFactory::BlockFactory(Sdk& sdk)
     : sdk_(sdk), realm_(Database::open(RealmConfigurator::vicinixConfiguration())) {}
 
-BlockFactory& BlockFactory::shared() { return Sdk::current().shared<BlockFactory>(); }
+BlockFactory& BlockFactory::shared() {
+  return Sdk::current().shared<BlockFactory>();
+}
 
 std::optional<Block> BlockFactory::find(const std::string& id, bool create) {
   if (!realm_) return std::nullopt;
@@ -62,7 +64,9 @@ void BlockFactory::fill(Block& block, const JsonValue& json) {
 }
 
 void BlockFactory::downloadImages(const Block& block) {
-  const char* key = block.type == "IMAGE" ? "src" : block.type == "VIDEO" ? "featuredImage" : nullptr;
+  const char* key = block.type == "IMAGE"   ? "src"
+                    : block.type == "VIDEO" ? "featuredImage"
+                                            : nullptr;
   if (key == nullptr || !realm_) return;
   std::optional<Attribute> picture;
   try {

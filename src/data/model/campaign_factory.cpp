@@ -16,7 +16,9 @@ namespace vicinix {
 CampaignFactory::CampaignFactory(Sdk& sdk)
     : sdk_(sdk), realm_(Database::open(RealmConfigurator::vicinixConfiguration())) {}
 
-CampaignFactory& CampaignFactory::shared() { return Sdk::current().shared<CampaignFactory>(); }
+CampaignFactory& CampaignFactory::shared() {
+  return Sdk::current().shared<CampaignFactory>();
+}
 
 std::optional<Campaign> CampaignFactory::find(const std::string& id, bool create) {
   if (!realm_) return std::nullopt;
@@ -121,8 +123,7 @@ void CampaignFactory::save(const Campaign& campaign) {
   sdk_.mainQueue().async([campaign] {
     CampaignFactory& store = CampaignFactory::shared();
     if (!store.realm_) return;
-    auto error =
-        store.realm_->write([&] { CampaignTable(*store.realm_).addOrUpdate(campaign); });
+    auto error = store.realm_->write([&] { CampaignTable(*store.realm_).addOrUpdate(campaign); });
     if (error) store.sdk_.debug(*error);
   });
 }

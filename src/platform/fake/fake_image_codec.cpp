@@ -36,8 +36,9 @@ std::vector<uint8_t> encode(std::string_view magic, const Image& image,
 }  // namespace
 
 std::vector<uint8_t> FakeImageCodec::pictureBytes(int width, int height, uint8_t gray) {
-  Image image{width, height,
-              std::make_shared<std::vector<uint8_t>>(static_cast<size_t>(width * height * 4), gray)};
+  Image image{
+      width, height,
+      std::make_shared<std::vector<uint8_t>>(static_cast<size_t>(width * height * 4), gray)};
   return encode(kPicture, image, std::nullopt);
 }
 

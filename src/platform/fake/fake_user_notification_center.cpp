@@ -11,7 +11,8 @@ void FakeUserNotificationCenter::requestAuthorization(int options,
                                                       std::function<void(bool)> completion) {
   std::lock_guard lock(mutex_);
   authorizationRequests_.push_back(options);
-  mainQueue_->async([completion = std::move(completion), granted = granted_] { completion(granted); });
+  mainQueue_->async(
+      [completion = std::move(completion), granted = granted_] { completion(granted); });
 }
 
 void FakeUserNotificationCenter::getNotificationSettings(

@@ -77,7 +77,8 @@ TEST_F(CampaignFactoryTest, ABlockThatCannotBeCreatedTakesNoNumber) {
   BlockFactory::shared().realm()->connection().exec(
       "CREATE TEMP TRIGGER refuse BEFORE INSERT ON block WHEN NEW.id = 'bad' "
       "BEGIN SELECT RAISE(ABORT, 'refused'); END");
-  import(R"({"id":"c1","isActive":true,"type":"PAGE","blocks":[{"id":"x"},{"id":"bad"},{"id":"y"}]})");
+  import(
+      R"({"id":"c1","isActive":true,"type":"PAGE","blocks":[{"id":"x"},{"id":"bad"},{"id":"y"}]})");
   auto blocks = blocksOf("c1");
   ASSERT_EQ(blocks.size(), 2u);
   EXPECT_EQ(blocks[0].id, "x");

@@ -1,0 +1,185 @@
+// The whole road on real parts: a bundled capture replayed into the headless
+// host, the reference backend on loopback, desktop notifications on a private
+// session bus.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "support/backend_process.h"
+#include "support/host_process.h"
+#include "support/linux_sdk.h"
+#include "support/private_bus.h"
+
+namespace vicinix {
+namespace {
+
+using namespace std::chrono_literals;
+using nlohmann::json;
+
+const std::string kCapture = std::string(VICINIX_SOURCE_DIR) + "/samples/store-entrance.btsnoop";
+
+class HeadlessHostTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dataDir = std::filesystem::temp_directory_path() /
+              ("vicinix-run-test-" + std::to_string(::getpid()) + "-" +
+               ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    std::filesystem::remove_all(dataDir);
+    bus.startMock("notification_daemon", "org.freedesktop.Notifications",
+                  R"({"capabilities": "body actions action-icons icon-static persistence"})");
+  }
+  void TearDown() override { std::filesystem::remove_all(dataDir); }
+
+  std::vector<std::string> runArguments(const std::vector<std::string>& extra = {}) {
+    std::vector<std::string> arguments{
+        "run",        "--app-key",      "demo-app-key", "--endpoint",         backend.endpoint(),
+        "--data-dir", dataDir.string(), "--source",     "replay:" + kCapture, "--replay-speed",
+        "4",          "--debug"};
+    arguments.insert(arguments.end(), extra.begin(), extra.end());
+    return arguments;
+  }
+  json inspect(const std::string& what) {
+    return json::parse(test::runCommand(std::string(VICINIX_HOST_BINARY) + " " + what +
+                                        " --data-dir " + dataDir.string())
+                           .out);
+  }
+  // (summary, body, image-path hint) of every Notify the desktop got, in order.
+  std::vector<std::array<std::string, 3>> notified() {
+    auto reply =
+        bus.call("org.freedesktop.Notifications", "/org/freedesktop/Notifications",
+                 "org.freedesktop.DBus.Mock", "GetMethodCalls", g_variant_new("(s)", "Notify"));
+    std::vector<std::array<std::string, 3>> calls;
+    GVariant* list = g_variant_get_child_value(reply.get(), 0);
+    for (gsize i = 0; i < g_variant_n_children(list); ++i) {
+      GVariant* call = g_variant_get_child_value(list, i);
+      GVariant* arguments = g_variant_get_child_value(call, 1);
+      auto text = [&](gsize index) {
+        GVariant* boxed = g_variant_get_child_value(arguments, index);
+        GVariant* value = g_variant_get_variant(boxed);
+        std::string result = g_variant_get_string(value, nullptr);
+        g_variant_unref(value);
+        g_variant_unref(boxed);
+        return result;
+      };
+      std::string image;
+      GVariant* hintsBoxed = g_variant_get_child_value(arguments, 6);
+      GVariant* hints = g_variant_get_variant(hintsBoxed);
+      if (GVariant* path = g_variant_lookup_value(hints, "image-path", G_VARIANT_TYPE_STRING)) {
+        image = g_variant_get_string(path, nullptr);
+        g_variant_unref(path);
+      }
+      calls.push_back({text(3), text(4), image});
+      g_variant_unref(hints);
+      g_variant_unref(hintsBoxed);
+      g_variant_unref(arguments);
+      g_variant_unref(call);
+    }
+    g_variant_unref(list);
+    return calls;
+  }
+  std::vector<json> requestsFor(const std::string& operation) {
+    std::vector<json> found;
+    for (const auto& request : backend.requests()) {
+      if (request["operation"] == operation) found.push_back(request);
+    }
+    return found;
+  }
+
+  test::PrivateBus bus;
+  test::BackendProcess backend;
+  std::filesystem::path dataDir;
+};
+
+TEST_F(HeadlessHostTest, ABeaconLeadsToCampaignsNotificationsAndUploadedEvents) {
+  test::HostProcess host(runArguments());
+  ASSERT_TRUE(host.waitForOutput("notification", 60s)) << host.out() << host.err();
+  ASSERT_TRUE(host.waitForOutput("campaigns: received", 60s)) << host.out();
+  // Wait for the desktop to show what the first beacon's reply promised.
+  for (int attempt = 0; attempt < 300 && notified().size() < 2; ++attempt) usleep(20000);
+  auto shown = notified();
+  ASSERT_GE(shown.size(), 2u) << host.out();
+
+  // A click on the first notification opens its campaign.
+  bus.call("org.freedesktop.Notifications", "/org/freedesktop/Notifications",
+           "org.freedesktop.DBus.Mock", "EmitSignal",
+           g_variant_new_parsed("('org.freedesktop.Notifications', 'ActionInvoked', 'us', "
+                                "[<uint32 1>, <'default'>])"));
+  EXPECT_TRUE(host.waitForOutput("present: VicinixNavigationViewController", 20s)) << host.out();
+
+  host.signal(SIGTERM);
+  ASSERT_EQ(host.wait(30s), 0) << host.out() << host.err();
+
+  // Configuration applied.
+  json settings = inspect("settings");
+  EXPECT_EQ(settings["VicinixApplicationKeyDefaultsKey"], "demo-app-key");
+  EXPECT_EQ(settings["VicinixNamespacesVersionDefaultsKey"][0], "edd1ebeac04e5defa017");
+
+  // One pull request per beacon (one expiration), with its namespace and instance.
+  std::map<std::string, int> pulls;
+  for (const auto& request : requestsFor("sdkFetchPullNotifications")) {
+    std::string query = request["query"].is_string() ? request["query"].get<std::string>() : "";
+    for (const char* instance : {"0123456789ab", "0123456789ac"}) {
+      if (query.find(instance) != std::string::npos &&
+          query.find("edd1ebeac04e5defa017") != std::string::npos) {
+        ++pulls[instance];
+      }
+    }
+  }
+  EXPECT_EQ(pulls["0123456789ab"], 1) << host.out();
+
+  // Campaigns stored with their blocks; the notifications carry their pictures.
+  json campaigns = inspect("campaigns");
+  ASSERT_FALSE(campaigns.empty());
+  EXPECT_FALSE(campaigns[0]["blocks"].empty());
+  bool picture = false;
+  for (const auto& [summary, body, image] : shown) {
+    EXPECT_FALSE(summary.empty() && body.empty());
+    if (!image.empty()) picture = std::filesystem::exists(image.substr(image.find('/')));
+  }
+  EXPECT_TRUE(picture) << "no notification carried a readable picture";
+
+  // Everything was uploaded when the host went to the background, and the store emptied.
+  EXPECT_TRUE(inspect("events").empty());
+  std::multiset<std::string> types;
+  bool pullEventWithBeacon = false;
+  for (const auto& event : backend.events()) {
+    types.insert(event["eventType"].is_string() ? event["eventType"].get<std::string>() : "?");
+    if (event["eventType"] == "PULL_NOTIFICATION" && event["campaignId"].is_string() &&
+        event["beaconInstance"] == "0123456789ab") {
+      pullEventWithBeacon = true;
+    }
+  }
+  EXPECT_TRUE(pullEventWithBeacon) << backend.events().dump();
+  // The beacon's two notifying campaigns were recorded a 50 ms stagger apart.
+  std::vector<int> pullMillis;
+  for (const auto& event : backend.events()) {
+    if (event["eventType"] != "PULL_NOTIFICATION") continue;
+    std::string stamp = event["timestamp"];  // ...T03:05:40.148+0100
+    size_t dot = stamp.rfind('.');
+    pullMillis.push_back(std::stoi(stamp.substr(dot - 2, 2)) * 1000 +
+                         std::stoi(stamp.substr(dot + 1, 3)));
+  }
+  ASSERT_GE(pullMillis.size(), 2u);
+  EXPECT_GE((pullMillis[1] - pullMillis[0] + 60000) % 60000, 45);
+  EXPECT_EQ(types.count("NEW_INSTALLATION"), 1u);
+  EXPECT_EQ(types.count("CAMPAIGN_DETAIL_FROM_PULL_NOTIFICATION"), 1u);
+  EXPECT_GE(types.count("APP_CLOSED"), 1u);
+}
+
+TEST_F(HeadlessHostTest, TheKillSwitchStopsDetection) {
+  backend.admin("state", {{"sdkConfig", {{"requiredIosSdkVersion", 1}}}});
+  test::HostProcess host(runArguments({"--duration", "4"}));
+  ASSERT_EQ(host.wait(60s), 0) << host.out() << host.err();
+  EXPECT_TRUE(requestsFor("sdkFetchPullNotifications").empty()) << host.out();
+  EXPECT_EQ(inspect("settings")["VicinixRequiredSDKVersionDefaultsKey"], 1);
+  EXPECT_TRUE(notified().empty());
+}
+
+}  // namespace
+}  // namespace vicinix
