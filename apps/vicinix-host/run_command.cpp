@@ -37,8 +37,25 @@ std::string operationOf(const HttpRequest& request) {
   return query.substr(start, end - start);
 }
 
+// "edd1ebeac04e5defa017/0123456789ab" out of a pull-notification query.
+std::string beaconOf(const HttpRequest& request) {
+  std::string query = JsonValue::parse(request.body)["query"].string();
+  auto argument = [&query](const std::string& name) {
+    size_t start = query.find(name + ":");
+    if (start == std::string::npos) return std::string();
+    start = query.find('"', start);
+    if (start == std::string::npos) return std::string();
+    ++start;
+    return query.substr(start, query.find('"', start) - start);
+  };
+  return argument("beaconNamespace") + "/" + argument("beaconInstance");
+}
+
 void reportExchange(const HttpRequest& request, const HttpResponse& response) {
-  std::cout << "backend: " << operationOf(request) << " -> ";
+  std::string operation = operationOf(request);
+  std::cout << "backend: " << operation;
+  if (operation == "sdkFetchPullNotifications") std::cout << " for beacon " << beaconOf(request);
+  std::cout << " -> ";
   if (!response.error.empty()) {
     std::cout << "error: " << response.error;
   } else {
