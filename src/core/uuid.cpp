@@ -3,17 +3,9 @@
 #include <cstdint>
 #include <random>
 
+#include "core/hex.h"
+
 namespace vicinix {
-namespace {
-
-int hexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-}  // namespace
 
 // A version 4 UUID from a per-thread generator seeded once from the system's
 // entropy: libuuid reseeds on every call, which cost more than the rest of

@@ -22,9 +22,9 @@ bool Beacon::isAllowedToUpdate() const {
 }
 
 std::string Beacon::description() const {
-  return "Beacon {\n\tid = " + id + ";\n\tnamespace = " + namespace_ + ";\n\tinstance = " +
-         instance + ";\n\tcreated = " + describeDate(created) + ";\n\tupdated = " +
-         describeDate(updated) + ";\n}";
+  return "Beacon {\n\tid = " + id + ";\n\tnamespace = " + namespace_ +
+         ";\n\tinstance = " + instance + ";\n\tcreated = " + describeDate(created) +
+         ";\n\tupdated = " + describeDate(updated) + ";\n}";
 }
 
 }  // namespace vicinix

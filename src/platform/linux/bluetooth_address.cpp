@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "core/hex.h"
+
 namespace vicinix {
 namespace {
 
@@ -12,13 +14,6 @@ namespace {
 // Fixed for good: changing it would make every known device look new.
 constexpr std::array<uint8_t, 16> kAddressNamespace = {
     0xf1, 0x5e, 0x5e, 0x94, 0x50, 0x79, 0x4a, 0x6f, 0xa0, 0xf5, 0xf9, 0x92, 0x59, 0x40, 0x4e, 0x9a};
-
-int hexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
 
 }  // namespace
 
