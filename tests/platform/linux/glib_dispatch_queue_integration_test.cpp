@@ -8,18 +8,6 @@
 #include "platform/linux/glib_dispatch_queue.h"
 #include "platform/linux/linux_platform.h"
 
-// GLib's mutexes are futexes ThreadSanitizer cannot see, so the copies and
-// reallocations GLib makes under them look like races. Only accesses made by
-// interceptors called from inside GLib are ignored; ours are still checked.
-// Any test of this binary that starts GLib on several threads needs it; GDBus
-// (in GIO), GObject and gdk-pixbuf's loader lock rest on the same primitives.
-extern "C" const char* __tsan_default_suppressions() {
-  return "called_from_lib:libglib-2.0.so\n"
-         "called_from_lib:libgobject-2.0.so\n"
-         "called_from_lib:libgio-2.0.so\n"
-         "called_from_lib:libgdk_pixbuf-2.0.so\n";
-}
-
 namespace vicinix {
 namespace {
 
