@@ -12,24 +12,14 @@
 #include <iterator>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 namespace vicinix::test {
 namespace {
 
 using namespace std::chrono_literals;
 
-std::optional<std::string> environmentValue(const char* name) {
-  const char* value = std::getenv(name);
-  return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
-}
-
-void restoreEnvironment(const char* name, const std::optional<std::string>& value) {
-  if (value) {
-    setenv(name, value->c_str(), 1);
-  } else {
-    unsetenv(name);
-  }
-}
+constexpr std::array kAddressVariables = {"DBUS_SESSION_BUS_ADDRESS", "DBUS_SYSTEM_BUS_ADDRESS"};
 
 void stopProcess(pid_t pid) {
   // Already gone, and perhaps reaped: its pid may belong to someone else now.
@@ -68,50 +58,50 @@ PrivateBus::PrivateBus() {
 </busconfig>
 )";
   gchar* escaped = g_dbus_address_escape_value(socket.c_str());
-  address_ = std::string("unix:path=") + escaped;
+  std::string address = std::string("unix:path=") + escaped;
   g_free(escaped);
-
   try {
     daemon_ = spawn({"dbus-daemon", "--nofork", "--nopidfile",
                      "--config-file=" + (directory_ / "bus.conf").string()},
                     "dbus-daemon.log");
-    GError* error = nullptr;
     waitFor(
         [&] {
           if (!std::filesystem::exists(socket)) return false;
-          g_clear_error(&error);
           connection_ = g_dbus_connection_new_for_address_sync(
-              address_.c_str(),
+              address.c_str(),
               GDBusConnectionFlags(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                    G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-              nullptr, nullptr, &error);
+              nullptr, nullptr, nullptr);
           return connection_ != nullptr;
         },
         "dbus-daemon to accept connections", daemon_, "dbus-daemon.log");
-    g_clear_error(&error);
   } catch (...) {
     tearDown();
     throw;
   }
-  previousSession_ = environmentValue("DBUS_SESSION_BUS_ADDRESS");
-  previousSystem_ = environmentValue("DBUS_SYSTEM_BUS_ADDRESS");
-  setenv("DBUS_SESSION_BUS_ADDRESS", address_.c_str(), 1);
-  setenv("DBUS_SYSTEM_BUS_ADDRESS", address_.c_str(), 1);
+  for (size_t i = 0; i < kAddressVariables.size(); ++i) {
+    if (const char* previous = std::getenv(kAddressVariables[i])) previousAddresses_[i] = previous;
+    setenv(kAddressVariables[i], address.c_str(), 1);
+  }
 }
 
 PrivateBus::~PrivateBus() {
-  restoreEnvironment("DBUS_SESSION_BUS_ADDRESS", previousSession_);
-  restoreEnvironment("DBUS_SYSTEM_BUS_ADDRESS", previousSystem_);
+  for (size_t i = 0; i < kAddressVariables.size(); ++i) {
+    if (previousAddresses_[i]) {
+      setenv(kAddressVariables[i], previousAddresses_[i]->c_str(), 1);
+    } else {
+      unsetenv(kAddressVariables[i]);
+    }
+  }
   tearDown();
 }
 
 void PrivateBus::tearDown() {
-  for (const Mock& mock : mocks_) stopProcess(mock.pid);
+  for (const auto& [pid, busName] : mocks_) stopProcess(pid);
   mocks_.clear();
   if (connection_ != nullptr) {
     g_dbus_connection_close_sync(connection_, nullptr, nullptr);
-    g_object_unref(connection_);
-    connection_ = nullptr;
+    g_clear_object(&connection_);
   }
   stopProcess(daemon_);
   daemon_ = -1;
@@ -123,10 +113,7 @@ void PrivateBus::startMock(const std::string& templateName, const std::string& b
                            const std::string& parameters) {
   std::vector<std::string> argv = {"/usr/bin/python3", "-m", "dbusmock", "--template",
                                    templateName};
-  if (!parameters.empty()) {
-    argv.push_back("-p");
-    argv.push_back(parameters);
-  }
+  if (!parameters.empty()) argv.insert(argv.end(), {"-p", parameters});
   pid_t pid = spawn(argv, templateName + ".log");
   try {
     waitFor([&] { return hasOwner(busName); }, "the " + templateName + " mock to own " + busName,
@@ -135,15 +122,13 @@ void PrivateBus::startMock(const std::string& templateName, const std::string& b
     stopProcess(pid);
     throw;
   }
-  mocks_.push_back({pid, busName});
+  mocks_.emplace_back(pid, busName);
 }
 
 void PrivateBus::stopMocks() {
-  std::vector<Mock> stopped = std::move(mocks_);
-  mocks_.clear();
-  for (const Mock& mock : stopped) {
-    stopProcess(mock.pid);
-    waitFor([&] { return !hasOwner(mock.busName); }, mock.busName + " to be released", -1, "");
+  for (const auto& mock : std::exchange(mocks_, {})) {
+    stopProcess(mock.first);
+    waitFor([&] { return !hasOwner(mock.second); }, mock.second + " to be released", -1, "");
   }
 }
 
@@ -171,31 +156,28 @@ bool PrivateBus::hasOwner(const std::string& busName) const {
 }
 
 pid_t PrivateBus::spawn(const std::vector<std::string>& argv, const std::string& logName) const {
-  gchar* found = g_find_program_in_path(argv[0].c_str());
-  if (found == nullptr) throw std::runtime_error("cannot find " + argv[0]);
-  std::string program = found;
-  g_free(found);
   std::vector<char*> arguments;
   for (const std::string& argument : argv) arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
-  std::string log = (directory_ / logName).string();
-  pid_t parent = getpid();
-  pid_t pid = fork();
-  if (pid == 0) {
-    // Should the test crash, its bus and mocks go with it instead of
-    // lingering as orphans.
+  int log = open((directory_ / logName).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  if (log < 0) throw std::runtime_error("cannot create " + logName);
+  // Should the test crash, its bus and mocks go with it instead of lingering as orphans.
+  auto dieWithParent = [](gpointer parent) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
-    if (getppid() != parent) _exit(127);
-    int input = open("/dev/null", O_RDONLY);
-    int output = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    if (input < 0 || output < 0) _exit(127);
-    dup2(input, STDIN_FILENO);
-    dup2(output, STDOUT_FILENO);
-    dup2(output, STDERR_FILENO);
-    execv(program.c_str(), arguments.data());
-    _exit(127);
+    if (getppid() != GPOINTER_TO_INT(parent)) _exit(127);
+  };
+  GPid pid = -1;
+  GError* error = nullptr;
+  bool started =
+      g_spawn_async_with_fds(nullptr, arguments.data(), nullptr,
+                             GSpawnFlags(G_SPAWN_SEARCH_PATH | G_SPAWN_DO_NOT_REAP_CHILD),
+                             dieWithParent, GINT_TO_POINTER(getpid()), &pid, -1, log, log, &error);
+  close(log);
+  if (!started) {
+    std::string message = "cannot start " + argv[0] + ": " + error->message;
+    g_error_free(error);
+    throw std::runtime_error(message);
   }
-  if (pid < 0) throw std::runtime_error("cannot start " + argv[0]);
   return pid;
 }
 

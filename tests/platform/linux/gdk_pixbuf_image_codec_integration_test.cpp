@@ -5,6 +5,7 @@
 #include <fstream>
 #include <limits>
 #include <string>
+#include <tuple>
 
 #include "platform/linux/gdk_pixbuf_image_codec.h"
 #include "platform/linux/temporary_directory.h"
@@ -15,12 +16,10 @@ namespace {
 // Every pixel different, so a swapped channel or a skewed row shows.
 Image pattern(int width, int height, bool translucent) {
   auto rgba = std::make_shared<std::vector<uint8_t>>();
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x)
       rgba->insert(rgba->end(), {uint8_t(x * 37), uint8_t(y * 59), uint8_t((x + y) * 11),
                                  uint8_t(translucent ? (x * 13 + y * 7) : 255)});
-    }
-  }
   return Image{.width = width, .height = height, .rgba = rgba};
 }
 
@@ -30,22 +29,14 @@ Image filled(int width, int height, std::array<uint8_t, 4> pixel) {
   return Image{.width = width, .height = height, .rgba = rgba};
 }
 
-void write(const std::filesystem::path& path, const std::vector<uint8_t>& bytes) {
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
-}
-
 TEST(GdkPixbufImageCodec, PngKeepsEveryPixelAndItsAlpha) {
   GdkPixbufImageCodec codec;
   // An odd width gives gdk-pixbuf rows with padding at their ends.
   Image original = pattern(13, 7, true);
-  auto png = codec.encodePNG(original);
-  ASSERT_TRUE(png);
-  auto decoded = codec.decode(*png);
+  auto decoded = codec.decode(codec.encodePNG(original).value());
   ASSERT_TRUE(decoded);
-  EXPECT_EQ(decoded->width, 13);
-  EXPECT_EQ(decoded->height, 7);
-  EXPECT_EQ(*decoded->rgba, *original.rgba);
+  EXPECT_EQ(std::tie(decoded->width, decoded->height, *decoded->rgba),
+            std::tie(original.width, original.height, *original.rgba));
 }
 
 TEST(GdkPixbufImageCodec, JpegLaysTransparencyOverWhiteAndComesBackOpaque) {
@@ -62,16 +53,15 @@ TEST(GdkPixbufImageCodec, JpegLaysTransparencyOverWhiteAndComesBackOpaque) {
     auto jpeg = codec.encodeJPEG(filled(33, 17, c.pixel), 1.0);
     ASSERT_TRUE(jpeg);
     // Read back from a file, as the notification picture is.
-    write(directory.path / "picture.jpg", *jpeg);
+    std::ofstream(directory.path / "picture.jpg", std::ios::binary)
+        .write(reinterpret_cast<const char*>(jpeg->data()), std::streamsize(jpeg->size()));
     auto decoded = codec.decodeFile(directory.path / "picture.jpg");
     ASSERT_TRUE(decoded);
-    EXPECT_EQ(decoded->width, 33);
-    EXPECT_EQ(decoded->height, 17);
+    EXPECT_EQ(std::pair(decoded->width, decoded->height), std::pair(33, 17));
     const auto& rgba = *decoded->rgba;
     ASSERT_EQ(rgba.size(), size_t(33 * 17 * 4));
-    for (int channel = 0; channel < 3; ++channel) {
+    for (int channel = 0; channel < 3; ++channel)
       EXPECT_NEAR(rgba[channel], c.expected[channel], 4) << "channel " << channel;
-    }
     EXPECT_EQ(rgba[3], 255);
   }
 }
@@ -86,8 +76,7 @@ TEST(GdkPixbufImageCodec, TurnsPhotosUprightByTheirOrientationTag) {
   jpeg.insert(jpeg.begin() + 2, exif.begin(), exif.end());
   auto decoded = codec.decode(jpeg);
   ASSERT_TRUE(decoded);
-  EXPECT_EQ(decoded->width, 9);
-  EXPECT_EQ(decoded->height, 17);
+  EXPECT_EQ(std::pair(decoded->width, decoded->height), std::pair(9, 17));
 }
 
 TEST(GdkPixbufImageCodec, ClampsJpegQualityToZeroToOne) {
@@ -100,7 +89,9 @@ TEST(GdkPixbufImageCodec, ClampsJpegQualityToZeroToOne) {
   EXPECT_EQ(at(std::numeric_limits<double>::quiet_NaN()), at(1));
 }
 
-TEST(GdkPixbufImageCodec, RefusesWhatIsNotAPictureItReads) {
+// Nothing it is handed may crash it or, as a FIFO nobody writes to would,
+// block it forever.
+TEST(GdkPixbufImageCodec, RefusesWhatIsNotAPictureItReadsOrPixelsThatDoNotMatchTheSize) {
   GdkPixbufImageCodec codec;
   std::vector<uint8_t> png = codec.encodePNG(pattern(4, 4, false)).value();
   // 1x1, 24 bits: a valid BMP, a format gdk-pixbuf reads but we do not.
@@ -108,16 +99,24 @@ TEST(GdkPixbufImageCodec, RefusesWhatIsNotAPictureItReads) {
                               0,   0,   1,  0, 0, 0, 1, 0, 24, 0, 0,  0, 0, 0, 4,  0, 0,   0, 0, 0,
                               0,   0,   0,  0, 0, 0, 0, 0, 0,  0, 0,  0, 0, 0, 0,  0, 255, 0};
   std::string svg = R"(<svg xmlns="http://www.w3.org/2000/svg" width="1" height="1"/>)";
-  struct Case {
-    const char* name;
-    std::vector<uint8_t> bytes;
-  };
-  for (const Case& c : {Case{"nothing", {}}, Case{"text", {'h', 'e', 'l', 'l', 'o'}},
-                        Case{"PNG signature only", {png.begin(), png.begin() + 8}},
-                        Case{"PNG cut in its header", {png.begin(), png.begin() + 20}},
-                        Case{"BMP", bmp}, Case{"SVG", {svg.begin(), svg.end()}}}) {
-    SCOPED_TRACE(c.name);
-    EXPECT_FALSE(codec.decode(c.bytes));
+  for (const std::vector<uint8_t>& bytes : {std::vector<uint8_t>{},
+                                            {'h', 'e', 'l', 'l', 'o'},
+                                            {png.begin(), png.begin() + 8},
+                                            {png.begin(), png.begin() + 20},
+                                            bmp,
+                                            {svg.begin(), svg.end()}})
+    EXPECT_FALSE(codec.decode(bytes)) << ::testing::PrintToString(bytes);
+
+  testing::TemporaryDirectory directory;
+  ASSERT_EQ(mkfifo((directory.path / "fifo").c_str(), 0600), 0);
+  for (const char* name : {"missing.png", "fifo", "."})
+    EXPECT_FALSE(codec.decodeFile(directory.path / name)) << name;
+
+  Image shortRows = pattern(8, 8, false);
+  shortRows.height = 9;
+  for (const Image& image : {shortRows, Image{.width = 8, .height = 8, .rgba = nullptr}, Image{}}) {
+    EXPECT_FALSE(codec.encodePNG(image));
+    EXPECT_FALSE(codec.encodeJPEG(image, 1));
   }
 }
 
@@ -127,35 +126,14 @@ TEST(GdkPixbufImageCodec, RefusesPicturesOverItsPixelLimit) {
   Image image = pattern(40, 25, false);  // 1000 pixels
   std::vector<uint8_t> png = encoder.encodePNG(image).value();
   std::vector<uint8_t> jpeg = encoder.encodeJPEG(image, 0.8).value();
-  write(directory.path / "picture.png", png);
+  std::ofstream(directory.path / "picture.png", std::ios::binary)
+      .write(reinterpret_cast<const char*>(png.data()), std::streamsize(png.size()));
   for (const auto& bytes : {png, jpeg}) {
     EXPECT_TRUE(GdkPixbufImageCodec(1000).decode(bytes));
     EXPECT_FALSE(GdkPixbufImageCodec(999).decode(bytes));
   }
   EXPECT_FALSE(GdkPixbufImageCodec(999).decodeFile(directory.path / "picture.png"));
   EXPECT_FALSE(GdkPixbufImageCodec(999).encodePNG(image));
-}
-
-TEST(GdkPixbufImageCodec, DecodesOnlyRegularFiles) {
-  GdkPixbufImageCodec codec;
-  testing::TemporaryDirectory directory;
-  // A FIFO nobody writes to would block a plain read forever.
-  ASSERT_EQ(mkfifo((directory.path / "fifo").c_str(), 0600), 0);
-  for (const char* name : {"missing.png", "fifo", "."}) {
-    SCOPED_TRACE(name);
-    EXPECT_FALSE(codec.decodeFile(directory.path / name));
-  }
-}
-
-TEST(GdkPixbufImageCodec, RefusesToEncodePixelsThatDoNotMatchTheSize) {
-  GdkPixbufImageCodec codec;
-  Image shortRows = pattern(8, 8, false);
-  shortRows.height = 9;
-  Image noPixels{.width = 8, .height = 8, .rgba = nullptr};
-  for (const Image& image : {shortRows, noPixels, Image{}}) {
-    EXPECT_FALSE(codec.encodePNG(image));
-    EXPECT_FALSE(codec.encodeJPEG(image, 1));
-  }
 }
 
 }  // namespace
