@@ -22,10 +22,7 @@ struct FakeCentralHarness {
   void advertise(const std::string& address, const ServiceDataMap& serviceData, int RSSI) {
     radio.advertise(BluetoothAddress::parse(address)->peripheralIdentifier(), serviceData, RSSI);
   }
-  bool runUntil(const std::function<bool()>& done) {
-    time->runUntilIdle();
-    return done();
-  }
+  bool runUntil(const std::function<bool()>& done) { return time->runUntilIdle(), done(); }
 
   std::string why;
   std::shared_ptr<VirtualTime> time = VirtualTime::create(Date{});

@@ -5,45 +5,37 @@
 #include <algorithm>
 
 #include "platform/linux/bluetooth_address.h"
+#include "support/private_bus.h"
 
 namespace vicinix {
 namespace {
 
 using Discovery = BluezDeviceTracker::Discovery;
 
-constexpr const char* kFeaa = "0000feaa-0000-1000-8000-00805f9b34fb";
+const std::string kFeaa = "0000feaa-0000-1000-8000-00805f9b34fb";
 const std::vector<uint8_t> kFrame = {0x00, 0xe7, 0x01, 0x02};
 
-// A GVariant from its text, released at the end of the statement's scope.
-class Variant {
- public:
-  explicit Variant(const std::string& text)
-      : value_(
-            g_variant_ref_sink(g_variant_parse(nullptr, text.c_str(), nullptr, nullptr, nullptr))) {
-    EXPECT_NE(value_, nullptr) << text;
-  }
-  ~Variant() {
-    if (value_ != nullptr) g_variant_unref(value_);
-  }
-  operator GVariant*() const { return value_; }
+// A GVariant from its text, released at the end of the full expression.
+test::VariantPtr parsed(const std::string& text) {
+  GVariant* value = g_variant_parse(nullptr, text.c_str(), nullptr, nullptr, nullptr);
+  EXPECT_NE(value, nullptr) << text;
+  return test::VariantPtr(value);
+}
 
- private:
-  GVariant* value_;
-};
-
-std::string device(const std::string& address) {
-  std::string name = address;
-  std::replace(name.begin(), name.end(), ':', '_');
-  return "/org/bluez/hci0/dev_" + name;
+std::string device(std::string address) {
+  std::replace(address.begin(), address.end(), ':', '_');
+  return "/org/bluez/hci0/dev_" + address;
 }
 
 PeripheralIdentifier id(const std::string& address) {
   return BluetoothAddress::parse(address)->peripheralIdentifier();
 }
 
-std::string eddystone(const std::string& rssi = "-60") {
-  return "{'ServiceData': <{'" + std::string(kFeaa) + "': <[byte 0x00, 0xe7, 0x01, 0x02]>}>, " +
-         "'RSSI': <int16 " + rssi + ">}";
+// A change carrying Eddystone service data `bytes` (GVariant text), and RSSI unless "".
+std::string eddystone(const std::string& bytes = "[byte 0x00, 0xe7, 0x01, 0x02]",
+                      const std::string& rssi = "-60") {
+  return "{'ServiceData': <{'" + kFeaa + "': <" + bytes + ">}>" +
+         (rssi.empty() ? "" : ", 'RSSI': <int16 " + rssi + ">") + "}";
 }
 
 class BluezDeviceTrackerTest : public ::testing::Test {
@@ -51,11 +43,11 @@ class BluezDeviceTrackerTest : public ::testing::Test {
   void SetUp() override { tracker.setAdapter("/org/bluez/hci0"); }
 
   std::optional<Discovery> added(const std::string& path, const std::string& properties) {
-    return tracker.deviceAdded(path, Variant(properties));
+    return tracker.deviceAdded(path, parsed(properties).get());
   }
   std::optional<Discovery> changed(const std::string& path, const std::string& properties,
                                    const std::string& invalidated = "@as []") {
-    return tracker.propertiesChanged(path, Variant(properties), Variant(invalidated));
+    return tracker.propertiesChanged(path, parsed(properties).get(), parsed(invalidated).get());
   }
 
   BluezDeviceTracker tracker;
@@ -74,21 +66,27 @@ TEST_F(BluezDeviceTrackerTest, ReportsDevicesOfItsAdapterThatCarryTheWantedServi
 
   // Listing the service without its data: told once, not on every RSSI.
   std::string listing = device("C0:FF:EE:00:00:04");
-  EXPECT_EQ(added(listing, "{'UUIDs': <['" + std::string(kFeaa) + "']>, 'RSSI': <int16 -70>}"),
+  EXPECT_EQ(added(listing, "{'UUIDs': <['" + kFeaa + "']>, 'RSSI': <int16 -70>}"),
             (Discovery{id("C0:FF:EE:00:00:04"), std::nullopt, -70}));
   EXPECT_EQ(changed(listing, "{'RSSI': <int16 -71>}"), std::nullopt);
 }
 
-TEST_F(BluezDeviceTrackerTest, EverySignalOfADeviceWithServiceDataIsAnAdvertisement) {
+// Properties of the wrong type are no signal and leave what was known.
+TEST_F(BluezDeviceTrackerTest, EveryWellTypedSignalOfADeviceWithServiceDataIsAnAdvertisement) {
   tracker.startScan({kFeaa}, true);
   std::string path = device("C0:FF:EE:00:00:01");
-  auto first = added(path, eddystone());
-  ASSERT_TRUE(first);
+  ASSERT_TRUE(added(path, eddystone()));
+  for (const std::string& wrong : std::vector<std::string>{
+           "{'ServiceData': <[{'" + kFeaa + "': <[byte 0x01]>}]>}",  // aa{sv}
+           "{'RSSI': <int32 -10>}", "{'RSSI': <'loud'>}", "{'Address': <int16 5>}",
+           "('not', 'a dictionary')", "{'Connected': <true>}"}) {
+    EXPECT_EQ(changed(path, wrong), std::nullopt) << wrong;
+  }
   EXPECT_EQ(changed(path, "{'RSSI': <int16 -61>}"),
-            (Discovery{first->peripheral, first->serviceData, -61}));
-  EXPECT_EQ(changed(path, "{'ServiceData': <{'" + std::string(kFeaa) + "': <[byte 0x20]>}>}"),
-            (Discovery{first->peripheral, ServiceDataMap{{"FEAA", {0x20}}}, -61}));
-  EXPECT_EQ(changed(path, "{'Connected': <true>}"), std::nullopt);
+            (Discovery{id("C0:FF:EE:00:00:01"), ServiceDataMap{{"FEAA", kFrame}}, -61}));
+  // Entries of the wrong type are left out of the map, the rest kept.
+  EXPECT_EQ(changed(path, "{'ServiceData': <{'FEAB': <'text'>, '" + kFeaa + "': <[byte 0x02]>}>}"),
+            (Discovery{id("C0:FF:EE:00:00:01"), ServiceDataMap{{"FEAA", {0x02}}}, -61}));
 
   // Without duplicates, a device is told once per scan: here as in range at its start.
   EXPECT_EQ(tracker.startScan({kFeaa}, false).size(), 1u);
@@ -98,7 +96,7 @@ TEST_F(BluezDeviceTrackerTest, EverySignalOfADeviceWithServiceDataIsAnAdvertisem
 TEST_F(BluezDeviceTrackerTest, AScanStartsWithTheDevicesHeardLatelyOnly) {
   std::string heard = device("C0:FF:EE:00:00:01"), stale = device("C0:FF:EE:00:00:02");
   EXPECT_EQ(added(heard, eddystone()), std::nullopt);  // not scanning yet
-  added(stale, "{'ServiceData': <{'" + std::string(kFeaa) + "': <[byte 0x00]>}>}");
+  added(stale, eddystone("[byte 0x00]", ""));
   auto inRange = tracker.startScan({kFeaa}, true);
   ASSERT_EQ(inRange.size(), 1u);
   EXPECT_EQ(inRange[0].peripheral, id("C0:FF:EE:00:00:01"));
@@ -113,36 +111,14 @@ TEST_F(BluezDeviceTrackerTest, AScanStartsWithTheDevicesHeardLatelyOnly) {
   EXPECT_EQ(inRange[0].peripheral, id("C0:FF:EE:00:00:02"));
 }
 
-TEST_F(BluezDeviceTrackerTest, PropertiesOfTheWrongTypeLeaveWhatWasKnown) {
-  tracker.startScan({kFeaa}, true);
-  std::string path = device("C0:FF:EE:00:00:01");
-  ASSERT_TRUE(added(path, eddystone()));
-  for (const std::string& wrong : std::vector<std::string>{
-           "{'ServiceData': <[{'" + std::string(kFeaa) + "': <[byte 0x01]>}]>}",  // aa{sv}
-           "{'RSSI': <int32 -10>}",
-           "{'RSSI': <'loud'>}",
-           "{'Address': <int16 5>}",
-       }) {
-    EXPECT_EQ(changed(path, wrong), std::nullopt) << wrong;
-  }
-  EXPECT_EQ(tracker.propertiesChanged(path, Variant("('not', 'a dictionary')"), Variant("@as []")),
-            std::nullopt);
-  // Entries of the wrong type are left out of the map, the rest kept.
-  EXPECT_EQ(changed(path, "{'ServiceData': <{'FEAB': <'text'>, '" + std::string(kFeaa) +
-                              "': <[byte 0x02]>}>}"),
-            (Discovery{id("C0:FF:EE:00:00:01"), ServiceDataMap{{"FEAA", {0x02}}}, -60}));
-}
-
 TEST_F(BluezDeviceTrackerTest, TheAddressPropertyWinsOverTheObjectPath) {
   tracker.startScan({}, true);
-  auto discovery =
-      added(device("C0:FF:EE:00:00:01"), "{'Address': <'C0:FF:EE:00:00:09'>, 'RSSI': <int16 -60>}");
-  ASSERT_TRUE(discovery);
-  EXPECT_EQ(discovery->peripheral, id("C0:FF:EE:00:00:09"));
+  EXPECT_EQ(
+      added(device("C0:FF:EE:00:00:01"), "{'Address': <'C0:FF:EE:00:00:09'>, 'RSSI': <int16 -60>}"),
+      (Discovery{id("C0:FF:EE:00:00:09"), std::nullopt, -60}));
   // A signal for a device not listed yet still has its address in the path.
-  discovery = changed(device("C0:FF:EE:00:00:02"), "{'RSSI': <int16 -60>}");
-  ASSERT_TRUE(discovery);
-  EXPECT_EQ(discovery->peripheral, id("C0:FF:EE:00:00:02"));
+  EXPECT_EQ(changed(device("C0:FF:EE:00:00:02"), "{'RSSI': <int16 -60>}"),
+            (Discovery{id("C0:FF:EE:00:00:02"), std::nullopt, -60}));
 }
 
 }  // namespace

@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <thread>
-
 #include "platform/bluetooth_central_conformance.h"
 #include "platform/fake/recording_log.h"
 #include "platform/linux/glib_dispatch_queue.h"
@@ -11,7 +8,6 @@
 namespace vicinix {
 namespace {
 
-using namespace std::chrono_literals;
 using State = BluetoothCentralState;
 
 // The real kernel with whatever it offers here: no Bluetooth sockets in a
@@ -22,11 +18,9 @@ TEST(HciSocketCentral, SettlesOnARefusalAndSaysWhyOnce) {
   conformance::CentralRecorder recorder;
   auto central = makeHciSocketCentral(
       recorder, makeGlibDispatchQueueFactory()->makeSerialQueue("delegate"), 63, log);
-  auto end = std::chrono::steady_clock::now() + 10s;
-  while (!recorder.lastState() && std::chrono::steady_clock::now() < end)
-    std::this_thread::sleep_for(2ms);
+  conformance::pollUntil([&] { return recorder.lastState().has_value(); });
   central->scanForPeripherals({"FEAA"}, true);  // nothing to scan with
-  std::this_thread::sleep_for(50ms);
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
   central.reset();
 
   ASSERT_TRUE(recorder.lastState()) << "no state reported";

@@ -14,7 +14,6 @@ TEST(ServiceUUID, ReadsEveryFormAndWritesEachSidesForm) {
   };
   for (const Case& c : {
            Case{"FEAA", "0000feaa-0000-1000-8000-00805f9b34fb", "FEAA", 0xfeaa},
-           Case{"feaa", "0000feaa-0000-1000-8000-00805f9b34fb", "FEAA", 0xfeaa},
            Case{"0000FEAA-0000-1000-8000-00805F9B34FB", "0000feaa-0000-1000-8000-00805f9b34fb",
                 "FEAA", 0xfeaa},
            Case{"0000feaa", "0000feaa-0000-1000-8000-00805f9b34fb", "FEAA", 0xfeaa},
