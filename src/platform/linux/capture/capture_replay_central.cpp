@@ -8,10 +8,10 @@
 #include <unordered_set>
 
 #include "beacons/beacon_info.h"
+#include "platform/linux/bluetooth_address.h"
 #include "platform/linux/capture/advertising_data.h"
 #include "platform/linux/capture/advertising_report.h"
 #include "platform/linux/capture/capture_file_reader.h"
-#include "platform/linux/capture/peripheral_address.h"
 
 namespace vicinix {
 
@@ -160,7 +160,7 @@ struct CaptureReplayCentral::Playback {
 
   const PeripheralIdentifier& identifierFor(const std::array<uint8_t, 6>& address) {
     auto [it, inserted] = identifiers.try_emplace(addressKey(address));
-    if (inserted) it->second = peripheralIdentifierForAddress(address);
+    if (inserted) it->second = BluetoothAddress::fromLittleEndian(address).peripheralIdentifier();
     return it->second;
   }
 

@@ -4,9 +4,9 @@
 #include <thread>
 
 #include "platform/fake/fake_sdk.h"
+#include "platform/linux/bluetooth_address.h"
 #include "platform/linux/capture/capture_replay_central.h"
 #include "platform/linux/capture/hci_capture_builder.h"
-#include "platform/linux/capture/peripheral_address.h"
 #include "platform/linux/glib_dispatch_queue.h"
 #include "platform/linux/system_clock.h"
 #include "platform/linux/temporary_directory.h"
@@ -55,7 +55,7 @@ class CaptureReplayCentralTest : public ::testing::Test, public BluetoothCentral
     auto from = [&](const Advert& advert) {
       std::array<uint8_t, 6> address;
       std::copy_n(advert.address.begin(), 6, address.begin());
-      return peripheral == peripheralIdentifierForAddress(address);
+      return peripheral == BluetoothAddress::fromLittleEndian(address).peripheralIdentifier();
     };
     int device = from(kBeacon) ? 1 : from(kOther) ? 7 : from(kSensor) ? 9 : -1;
     char line[64];
