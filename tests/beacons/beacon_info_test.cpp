@@ -18,17 +18,13 @@ const Bytes kUIDFrame = {0x00, 0xEC,                          // type, -20 dBm
 const Bytes kEIDFrame = {0x30, 0x05, 1, 2, 3, 4, 5, 6, 7, 0xFE, 0xAA};
 
 TEST(BeaconInfoTest, ClassifiesByTheEddystoneEntryAndItsFirstByte) {
-  const std::tuple<const char*, Bytes, BeaconInfo::EddystoneFrameType> cases[] = {
-      {"FEAA", {0x00, 0}, UIDFrameType},
-      {"feaa", {0x10, 0}, URLFrameType},
-      {"0000FEAA-0000-1000-8000-00805f9b34fb", {0x20, 0}, TelemetryFrameType},
-      {"FEAA", {0x30, 0}, EIDFrameType},
-      {"FEAA", {0x00}, UnknownFrameType},
-      {"FEAA", {0x40, 0}, UnknownFrameType},
-      {"FEAB", {0x00, 0}, UnknownFrameType},
-      {"0000feaa-0000-1000-8000-00805f9b34fc", {0x00, 0}, UnknownFrameType},
-  };
-  for (const auto& [uuid, data, expected] : cases)
+  using C = std::tuple<const char*, Bytes, BeaconInfo::EddystoneFrameType>;
+  for (const auto& [uuid, data, expected] :
+       {C{"FEAA", {0x00, 0}, UIDFrameType}, C{"feaa", {0x10, 0}, URLFrameType},
+        C{"0000FEAA-0000-1000-8000-00805f9b34fb", {0x20, 0}, TelemetryFrameType},
+        C{"FEAA", {0x30, 0}, EIDFrameType}, C{"FEAA", {0x00}, UnknownFrameType},
+        C{"FEAA", {0x40, 0}, UnknownFrameType}, C{"FEAB", {0x00, 0}, UnknownFrameType},
+        C{"0000feaa-0000-1000-8000-00805f9b34fc", {0x00, 0}, UnknownFrameType}})
     EXPECT_EQ(BeaconInfo::frameTypeForFrame({{uuid, data}}), expected) << uuid << data.size();
   EXPECT_EQ(BeaconInfo::frameTypeForFrame(ServiceDataMap{}), UnknownFrameType);
 

@@ -27,15 +27,6 @@ void recordEvents(int count) {
   for (int n = 0; n < count; ++n) EventFactory::shared().create(EventType::appStarted);
 }
 
-size_t eventsInQuery(const std::string& query) {
-  size_t count = 0;
-  for (size_t at = query.find("{eventType:"); at != std::string::npos;
-       at = query.find("{eventType:", at + 1)) {
-    ++count;
-  }
-  return count;
-}
-
 class BackendIntegrationTest : public ::testing::Test {
  protected:
   test::BackendProcess backend;
@@ -58,10 +49,7 @@ TEST_F(BackendIntegrationTest, EveryQueryTheSdkSendsValidates) {
   };
   VicinixConfigurator::configure([] {});
   GraphQLClient().notification(beacon, count);
-  Campaign c1, c2;
-  c1.id = "c1";
-  c2.id = "c2";
-  GraphQLClient().notifications({c1, c2}, count);
+  GraphQLClient().notifications({Campaign{.id = "c1"}, Campaign{.id = "c2"}}, count);
   EventManager::logAllEvents([&] { ++replies; });
   ASSERT_TRUE(env.runUntil([&] { return replies == 5 && storedEvents() == 0; }));
   ASSERT_TRUE(env.runUntil([&] { return backend.requests().size() == 7; }));
@@ -74,8 +62,11 @@ TEST_F(BackendIntegrationTest, EveryQueryTheSdkSendsValidates) {
     EXPECT_EQ(request["headers"]["application-key"], "demo-app-key");
     EXPECT_EQ(request["headers"]["has-bluetooth-turned-on"], "true");
     operations.insert(request["operation"].get<std::string>());
-    if (request["operation"] == "sdkCreateLog") {
-      batchSizes.push_back(eventsInQuery(request["query"].get<std::string>()));
+    if (request["operation"] != "sdkCreateLog") continue;
+    std::string query = request["query"];
+    batchSizes.push_back(0);
+    for (size_t at = 0; (at = query.find("{eventType:", at)) != std::string::npos; ++at) {
+      ++batchSizes.back();
     }
   }
   EXPECT_EQ(operations,
@@ -113,17 +104,14 @@ TEST_F(BackendIntegrationTest, BadRepliesLeaveTheEventsInPlace) {
 
 TEST_F(BackendIntegrationTest, NamespaceWithAQuoteGetsAnErrorReplyNotACrash) {
   test::LinuxSdk env(backend.endpoint());
-  Beacon beacon{.id = "b", .namespace_ = "ab\"cd", .instance = "1"};
-  std::optional<JsonValue> received;
-  bool called = false;
-  GraphQLClient().notification(beacon, [&](std::optional<JsonValue> reply) {
-    received = reply;
-    called = true;
-  });
-  ASSERT_TRUE(env.runUntil([&] { return called; }));
-  ASSERT_TRUE(received);
-  EXPECT_TRUE((*received)["errors"][0]["message"].isString());
-  EXPECT_TRUE((*received)["data"]["sdkFetchPullNotifications"].array().empty());
+  const Beacon beacon{.id = "b", .namespace_ = "ab\"cd", .instance = "1"};
+  std::optional<std::optional<JsonValue>> called;
+  GraphQLClient().notification(beacon, [&](std::optional<JsonValue> reply) { called = reply; });
+  ASSERT_TRUE(env.runUntil([&] { return called.has_value(); }));
+  ASSERT_TRUE(*called);
+  const JsonValue& received = **called;
+  EXPECT_TRUE(received["errors"][0]["message"].isString());
+  EXPECT_TRUE(received["data"]["sdkFetchPullNotifications"].array().empty());
 }
 
 }  // namespace

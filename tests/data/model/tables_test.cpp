@@ -65,12 +65,8 @@ TEST_F(TablesTest, EveryRecordRoundTripsAndUpdatesInPlace) {
                                   Attribute{.id = "a2"});
   EXPECT_EQ(BeaconTable(*database_).find("nope"), std::nullopt);
 
-  Event full{"e1",   "PULL_NOTIFICATION",
-             kWhen,  "2024-03-01T09:15:02.517+0100",
-             "c1",   "ns",
-             "inst", true,
-             true,   true,
-             true};
+  const Event full("e1", "PULL_NOTIFICATION", kWhen, "2024-03-01T09:15:02.517+0100", "c1", "ns",
+                   "inst", true, true, true, true);
   Event bare{.id = "e2", .type = "APP_STARTED", .created = kWhen};
   commit([&] {
     EventTable(*database_).add(full);
@@ -123,11 +119,10 @@ TEST_F(TablesTest, AFailedWriteRollsEverythingBackAndReportsWhy) {
   };
   EXPECT_EQ(database_->write(thrown), "disk on fire");
   // A duplicate id fails inside SQLite rather than in the lambda.
-  auto duplicate = [&] {
-    events.add({.id = "y"});
-    events.add({.id = "y"});
-  };
-  EXPECT_THAT(database_->write(duplicate), testing::Optional(testing::HasSubstr("UNIQUE")));
+  EXPECT_THAT(database_->write([&] {
+    for (int i = 0; i < 2; ++i) events.add({.id = "y"});
+  }),
+              testing::Optional(testing::HasSubstr("UNIQUE")));
   EXPECT_FALSE(database_->write([&] { events.add({.id = "later"}); }));
   EXPECT_EQ(ids(events.all()), "later ");
 }
