@@ -52,6 +52,8 @@ class Sdk {
   ImageCodec& images() { return *platform_.images; }
   Application& application() { return *platform_.application; }
   Log& log() { return *platform_.log; }
+  // The screens' toolkit; null when the host shows no screens.
+  Toolkit* toolkit() { return platform_.toolkit.get(); }
   const AppDirectories& directories() const { return platform_.directories; }
   const DeviceInfo& device() const { return platform_.device; }
   const std::string& graphQLEndpoint() const { return options_.graphQLEndpoint; }

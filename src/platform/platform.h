@@ -18,6 +18,10 @@
 
 namespace vicinix {
 
+// The screens' toolkit (ui/toolkit.h). Only declared here: the platform layer
+// carries it without depending on the screens.
+class Toolkit;
+
 // The per-user directories the SDK writes to, given by the host.
 struct AppDirectories {
   std::filesystem::path library;    // <app-data>/Library
@@ -47,6 +51,8 @@ struct Platform {
   std::shared_ptr<ImageCodec> images;
   std::shared_ptr<Application> application;
   std::shared_ptr<Log> log;
+  // Null in a headless host: screens are then presented without views.
+  std::shared_ptr<Toolkit> toolkit;
   AppDirectories directories;
   DeviceInfo device;
 };

@@ -4,12 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "platform/view_controller.h"
+#include "ui/toolkit_view_controller.h"
 
 namespace vicinix {
 
 // The modal container the SDK presents its screens in, with a dismiss button.
-class VicinixNavigationViewController : public ViewController {
+class VicinixNavigationViewController : public ToolkitViewController {
  public:
   void setViewControllers(std::vector<std::shared_ptr<ViewController>> viewControllers) {
     viewControllers_ = std::move(viewControllers);

@@ -1,0 +1,134 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/image_codec.h"
+#include "ui/color.h"
+#include "ui/font.h"
+#include "ui/geometry.h"
+#include "ui/styled_text.h"
+
+namespace vicinix {
+
+// What the screens draw with. The screens decide every view, frame, text and
+// colour themselves; a toolkit only creates, measures and shows views. The Qt
+// toolkit draws real widgets; the fake one records the tree for tests.
+// Everything here is main queue only.
+//
+// Ownership: whoever holds a view keeps it alive; a view holds its subviews,
+// so a view added to a superview lives as long as the superview keeps it.
+
+enum class TextAlignment { left, center, right };
+enum class ContentMode { scaleToFill, aspectFit };
+
+class View {
+ public:
+  virtual ~View() = default;
+
+  virtual Rect frame() const = 0;  // in the superview's coordinates
+  virtual void setFrame(const Rect& frame) = 0;
+  Rect bounds() const { return {0, 0, frame().width, frame().height}; }
+  Point center() const { return frame().center(); }
+  void setCenter(Point center) { setFrame(frame().centeredAt(center)); }
+
+  // Alpha 0 is clear; a new view is clear.
+  virtual void setBackgroundColor(const Color& color) = 0;
+  virtual void setCornerRadius(double radius) = 0;
+  virtual void setClipsToBounds(bool clips) = 0;
+  // Whether the view grows and shrinks with its superview's width and height.
+  virtual void setResizesWithSuperview(bool width, bool height) = 0;
+  virtual void setHidden(bool hidden) = 0;
+
+  virtual void addSubview(const std::shared_ptr<View>& view) = 0;
+  // Nothing happens to a view without a superview.
+  virtual void removeFromSuperview() = 0;
+  virtual View* superview() const = 0;
+
+  // The size that fits the content, given the space `size` (a label wraps at
+  // size.width); a plain view answers its own size.
+  virtual Size sizeThatFits(Size size) const = 0;
+  // Resizes the view to sizeThatFits(its current size), keeping its origin.
+  void sizeToFit() {
+    Rect f = frame();
+    Size s = sizeThatFits(f.size());
+    setFrame({f.x, f.y, s.width, s.height});
+  }
+};
+
+// Text on one or more lines, word-wrapped; plain text with one font and
+// colour, or styled text.
+class Label : public View {
+ public:
+  virtual void setText(const std::string& text) = 0;
+  virtual void setFont(const Font& font) = 0;
+  virtual void setTextColor(const Color& color) = 0;
+  virtual void setTextAlignment(TextAlignment alignment) = 0;
+  // 0 lets the text take as many lines as it needs.
+  virtual void setNumberOfLines(int lines) = 0;
+  // Replaces the plain text; the runs carry their own fonts and colours.
+  virtual void setStyledText(const StyledText& text) = 0;
+};
+
+class ImageView : public View {
+ public:
+  virtual void setImage(const std::optional<Image>& image) = 0;
+  virtual void setContentMode(ContentMode mode) = 0;
+  // Draws the picture as a template: its shape (alpha) filled with `tint`.
+  virtual void setTemplateTint(const std::optional<Color>& tint) = 0;
+};
+
+class Button : public View {
+ public:
+  virtual void setTitle(const std::string& title) = 0;
+  virtual void setTitleFont(const Font& font) = 0;
+  virtual void setTitleColor(const Color& color) = 0;
+  // Runs on the main queue when the user taps (clicks) the button.
+  virtual void setAction(std::function<void()> action) = 0;
+};
+
+// A view whose subviews scroll inside its bounds.
+class ScrollView : public View {
+ public:
+  virtual void setContentSize(Size size) = 0;
+  virtual Size contentSize() const = 0;
+};
+
+// A large, white, spinning progress indicator.
+class ActivityIndicator : public View {
+ public:
+  virtual void startAnimating() = 0;
+  virtual void stopAnimating() = 0;
+  virtual bool isAnimating() const = 0;
+};
+
+class Toolkit {
+ public:
+  virtual ~Toolkit() = default;
+
+  virtual std::shared_ptr<View> makeView() = 0;
+  virtual std::shared_ptr<Label> makeLabel() = 0;
+  virtual std::shared_ptr<ImageView> makeImageView() = 0;
+  virtual std::shared_ptr<Button> makeButton() = 0;
+  virtual std::shared_ptr<ScrollView> makeScrollView() = 0;
+  virtual std::shared_ptr<ActivityIndicator> makeActivityIndicator() = 0;
+
+  virtual const FontBook& fonts() const = 0;
+  // The size of `text` drawn in `font`, wrapped at `width`, lines laid out
+  // one under the other; how labels measure themselves.
+  virtual Size boundingSize(const std::string& text, const Font& font, double width) const = 0;
+
+  // The surface the SDK's screens are shown on (the phone's "main screen").
+  virtual Rect mainScreenBounds() const = 0;
+  // The height of a status bar above the screens; 0 when none is shown.
+  virtual double statusBarHeight() const = 0;
+  // The root view of the window the host shows; null when it shows none.
+  virtual std::shared_ptr<View> keyWindow() = 0;
+  // A picture shipped with the SDK ("campaignError", "updateState",
+  // "noCampaignsIcon"); nothing for an unknown name.
+  virtual std::optional<Image> resourceImage(const std::string& name) = 0;
+};
+
+}  // namespace vicinix
