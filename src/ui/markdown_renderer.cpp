@@ -1,6 +1,8 @@
 #include "ui/markdown_renderer.h"
 
 #include <array>
+#include <cstdint>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <vector>
@@ -26,6 +28,50 @@ constexpr auto kLinkCharacter = byteTable("]()");
 // the line and paragraph separators (E2 80 A8, E2 80 A9).
 constexpr auto kNewlineStart = byteTable("\n\v\f\r\xC2\xE2");
 
+// Texts are scanned eight bytes at a time for the few bytes that matter;
+// byte by byte, scanning took most of the rendering time.
+constexpr std::uint64_t kOnes = 0x0101010101010101;
+constexpr std::uint64_t kHighBits = 0x8080808080808080;
+
+// Nonzero when some byte of `word` is below `limit` (at most 0x80).
+constexpr std::uint64_t anyBelow(std::uint64_t word, unsigned char limit) {
+  return (word - kOnes * limit) & ~word & kHighBits;
+}
+constexpr std::uint64_t anyEqual(std::uint64_t word, unsigned char c) {
+  return anyBelow(word ^ (kOnes * c), 1);
+}
+
+constexpr auto mayHoldNewline = [](std::uint64_t word) {
+  return anyBelow(word, '\r' + 1) | anyEqual(word, 0xC2) | anyEqual(word, 0xE2);
+};
+constexpr auto mayHoldInstruction = [](std::uint64_t word) {
+  return anyEqual(word, '[') | anyEqual(word, '\\') | anyEqual(word, '*') | anyEqual(word, '_') |
+         anyEqual(word, '`');
+};
+
+// The first position from `pos` whose byte is in `table`, or the end;
+// `mayHold` tells whether eight bytes can hold such a byte.
+template <typename WordTest>
+std::size_t findIf(string_view text, std::size_t pos, const std::array<bool, 256>& table,
+                   WordTest mayHold) {
+  for (std::uint64_t word; pos + 8 <= text.size(); pos += 8) {
+    std::memcpy(&word, text.data() + pos, 8);
+    if (mayHold(word)) break;
+  }
+  while (pos < text.size() && !table[static_cast<unsigned char>(text[pos])]) ++pos;
+  return pos;
+}
+
+std::size_t findInstruction(string_view text, std::size_t pos) {
+  return findIf(text, pos, kInstruction, mayHoldInstruction);
+}
+
+std::size_t findLinkCharacter(string_view text, std::size_t pos) {
+  return findIf(text, pos, kLinkCharacter, [](std::uint64_t w) {
+    return anyEqual(w, ']') | anyEqual(w, '(') | anyEqual(w, ')');
+  });
+}
+
 // The bytes of the newline character at `pos`, 0 when there is none. Every
 // newline character separates lines on its own, so CR LF is two separators.
 std::size_t newlineLength(string_view text, std::size_t pos) {
@@ -47,17 +93,13 @@ struct Line {
 };
 
 Line lineAt(string_view source, std::size_t start) {
-  for (std::size_t pos = start; pos < source.size(); ++pos) {
-    if (!kNewlineStart[static_cast<unsigned char>(source[pos])]) continue;
+  for (std::size_t pos = start;; ++pos) {
+    pos = findIf(source, pos, kNewlineStart, mayHoldNewline);
+    if (pos == source.size()) break;
     if (std::size_t length = newlineLength(source, pos))
       return {source.substr(start, pos - start), pos + length, false};
   }
   return {source.substr(start), source.size(), true};
-}
-
-std::size_t findIf(string_view text, std::size_t pos, const std::array<bool, 256>& table) {
-  while (pos < text.size() && !table[static_cast<unsigned char>(text[pos])]) ++pos;
-  return pos;
 }
 
 std::size_t skipWhile(string_view text, std::size_t pos, const std::array<bool, 256>& table) {
@@ -111,31 +153,39 @@ std::string headingText(string_view line, std::size_t level) {
 
 // A run of instruction characters with its escapes taken out: each backslash
 // that has a character after it in the run makes that character literal.
-struct Tag {
-  std::string remaining;  // selects the style
-  std::string escaped;    // shown as text
-};
-
-Tag readTag(string_view line, std::size_t& pos) {
-  const std::size_t start = pos;
-  pos = skipWhile(line, pos, kInstruction);
-  const string_view run = line.substr(start, pos - start);
-  Tag tag;
-  if (run.size() < 2 || run.find('\\') == string_view::npos) {
-    tag.remaining = run;
-    return tag;
-  }
-  // Taking out the first escape pair again and again comes down to one pass
-  // from the left. A backslash that ends the run escapes nothing and stays.
-  for (std::size_t i = 0; i < run.size(); ++i) {
-    if (run[i] == '\\' && i + 1 < run.size()) {
-      tag.escaped += run[++i];
-    } else {
-      tag.remaining += run[i];
+class Tag {
+ public:
+  // Reads the run at `pos` and moves `pos` past it.
+  Tag(string_view line, std::size_t& pos) {
+    const std::size_t start = pos;
+    pos = skipWhile(line, pos, kInstruction);
+    const string_view run = line.substr(start, pos - start);
+    remaining = run;
+    if (run.size() < 2 || run.find('\\') == string_view::npos) return;
+    // Taking out the first escape pair again and again comes down to one
+    // pass from the left. A backslash that ends the run escapes nothing and stays.
+    std::string escapes;
+    for (std::size_t i = 0; i < run.size(); ++i) {
+      if (run[i] == '\\' && i + 1 < run.size()) {
+        escapes += run[++i];
+      } else {
+        storage_ += run[i];
+      }
     }
+    const std::size_t kept = storage_.size();
+    storage_ += escapes;
+    remaining = string_view(storage_).substr(0, kept);
+    escaped = string_view(storage_).substr(kept);
   }
-  return tag;
-}
+  Tag(const Tag&) = delete;
+  Tag& operator=(const Tag&) = delete;
+
+  string_view remaining;  // selects the style
+  string_view escaped;    // shown as text
+
+ private:
+  std::string storage_;  // backs both views once escapes were taken out
+};
 
 TextStyle textStyleFor(LineType type) {
   switch (type) {
@@ -169,26 +219,46 @@ class RunBuilder {
   RunBuilder(const MarkdownRenderer& renderer, const FontBook& fonts)
       : renderer_(renderer), fonts_(fonts) {
     entryOf_.fill(-1);
+    text_.reserve(renderer.string.size() + 1);
   }
 
   void append(string_view text, LineType type, LineStyle style, string_view link = string_view()) {
     if (text.empty()) return;
     const int entry = entryFor(type, style);
-    if (entry == lastEntry_ && !runs_.empty() && sameLink(runs_.back().link, link)) {
-      runs_.back().text += text;
-      return;
+    if (spans_.empty() || entry != spans_.back().entry || !sameLink(spans_.back(), link)) {
+      links_ += link;
+      spans_.push_back(
+          {text_.size(), text_.size(), links_.size() - link.size(), links_.size(), entry});
     }
-    const Entry& e = entries_[entry];
-    TextRun& run = runs_.emplace_back(TextRun{std::string(text), e.font, e.color, std::nullopt});
-    if (!link.empty()) run.link = std::string(link);
-    lastEntry_ = entry;
+    text_ += text;
+    spans_.back().end = text_.size();
   }
 
-  StyledText take() { return StyledText{std::move(runs_), 0}; }
+  StyledText take() const {
+    StyledText styled;
+    styled.runs.reserve(spans_.size());
+    for (const Span& span : spans_) {
+      const Entry& entry = entries_[span.entry];
+      TextRun& run = styled.runs.emplace_back(
+          TextRun{text_.substr(span.begin, span.end - span.begin), entry.font, entry.color, {}});
+      if (span.linkEnd > span.linkBegin)
+        run.link = links_.substr(span.linkBegin, span.linkEnd - span.linkBegin);
+    }
+    return styled;
+  }
 
  private:
-  static bool sameLink(const std::optional<std::string>& a, string_view b) {
-    return a ? *a == b : b.empty();
+  // A run in the making: its characters in text_, its address in links_.
+  // Runs are only made at the end, once their number is known: most of
+  // the time goes into moving them around otherwise.
+  struct Span {
+    std::size_t begin = 0, end = 0;
+    std::size_t linkBegin = 0, linkEnd = 0;
+    int entry = 0;
+  };
+
+  bool sameLink(const Span& span, string_view link) const {
+    return string_view(links_).substr(span.linkBegin, span.linkEnd - span.linkBegin) == link;
   }
 
   struct Entry {
@@ -254,8 +324,9 @@ class RunBuilder {
   const FontBook& fonts_;
   std::array<int, kLineTypes * kLineStyles> entryOf_;
   std::vector<Entry> entries_;
-  int lastEntry_ = -1;
-  std::vector<TextRun> runs_;
+  std::string text_;
+  std::string links_;
+  std::vector<Span> spans_;
 };
 
 // Scans one line left to right, never skipping a character.
@@ -267,14 +338,14 @@ class LineScanner {
   void scan() {
     while (pos_ < line_.size()) {
       const std::size_t start = pos_;
-      pos_ = findIf(line_, pos_, kInstruction);
+      pos_ = findInstruction(line_, pos_);
       if (pos_ == start) {
         styledRun(true);
         continue;
       }
       out_.append(line_.substr(start, pos_ - start), type_, LineStyle::none);
       const std::size_t remembered = pos_;
-      Tag tag = readTag(line_, pos_);
+      const Tag tag(line_, pos_);
       if (wordStartsAt(line_, pos_) || tag.remaining == "[") {
         pos_ = remembered;
         styledRun(false);
@@ -287,9 +358,9 @@ class LineScanner {
   }
 
  private:
-  std::size_t readUpTo(const std::array<bool, 256>& stops, string_view& text) {
+  std::size_t readUpTo(std::size_t (*find)(string_view, std::size_t), string_view& text) {
     const std::size_t start = pos_;
-    pos_ = findIf(line_, pos_, stops);
+    pos_ = find(line_, pos_);
     text = line_.substr(start, pos_ - start);
     return text.size();
   }
@@ -297,26 +368,26 @@ class LineScanner {
   // A run opened by the instruction characters at the scan position and
   // ending at the next instruction character; runs do not nest.
   void styledRun(bool startOfLine) {
-    const Tag opening = readTag(line_, pos_);
+    const Tag opening(line_, pos_);
     LineStyle style = styleFromString(opening.remaining);
     string_view text;
     string_view url;
     if (style == LineStyle::link) {
-      readUpTo(kLinkCharacter, text);
+      readUpTo(findLinkCharacter, text);
       pos_ = skipWhile(line_, pos_, kLinkCharacter);
-      readUpTo(kLinkCharacter, url);
+      readUpTo(findLinkCharacter, url);
       pos_ = skipWhile(line_, pos_, kLinkCharacter);
       if (text.empty() || url.empty()) {
         style = LineStyle::none;
         url = string_view();
       }
     } else {
-      readUpTo(kInstruction, text);
+      readUpTo(findInstruction, text);
     }
     out_.append(opening.escaped, type_, style);
     if (style == LineStyle::code && startOfLine) out_.append("\t", type_, style);
     out_.append(text, type_, style, url);
-    const Tag closing = readTag(line_, pos_);
+    const Tag closing(line_, pos_);
     out_.append(closing.escaped, type_, style);
   }
 
