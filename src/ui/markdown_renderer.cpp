@@ -2,9 +2,9 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
+#include <memory>
 #include <vector>
 
 #include "ui/line_style.h"
@@ -54,11 +54,19 @@ constexpr auto mayHoldInstruction = [](std::uint64_t word) {
 template <typename WordTest>
 std::size_t findIf(string_view text, std::size_t pos, const std::array<bool, 256>& table,
                    WordTest mayHold) {
-  for (std::uint64_t word; pos + 8 <= text.size(); pos += 8) {
+  const auto wanted = [&](std::size_t i) { return table[static_cast<unsigned char>(text[i])]; };
+  while (pos + 8 <= text.size()) {
+    std::uint64_t word;
     std::memcpy(&word, text.data() + pos, 8);
-    if (mayHold(word)) break;
+    if (!mayHold(word)) {
+      pos += 8;
+      continue;
+    }
+    for (const std::size_t end = pos + 8; pos < end; ++pos) {
+      if (wanted(pos)) return pos;
+    }
   }
-  while (pos < text.size() && !table[static_cast<unsigned char>(text[pos])]) ++pos;
+  while (pos < text.size() && !wanted(pos)) ++pos;
   return pos;
 }
 
@@ -358,11 +366,10 @@ class LineScanner {
   }
 
  private:
-  std::size_t readUpTo(std::size_t (*find)(string_view, std::size_t), string_view& text) {
+  string_view readUpTo(std::size_t (*find)(string_view, std::size_t)) {
     const std::size_t start = pos_;
     pos_ = find(line_, pos_);
-    text = line_.substr(start, pos_ - start);
-    return text.size();
+    return line_.substr(start, pos_ - start);
   }
 
   // A run opened by the instruction characters at the scan position and
@@ -373,16 +380,16 @@ class LineScanner {
     string_view text;
     string_view url;
     if (style == LineStyle::link) {
-      readUpTo(findLinkCharacter, text);
+      text = readUpTo(findLinkCharacter);
       pos_ = skipWhile(line_, pos_, kLinkCharacter);
-      readUpTo(findLinkCharacter, url);
+      url = readUpTo(findLinkCharacter);
       pos_ = skipWhile(line_, pos_, kLinkCharacter);
       if (text.empty() || url.empty()) {
         style = LineStyle::none;
         url = string_view();
       }
     } else {
-      readUpTo(findInstruction, text);
+      text = readUpTo(findInstruction);
     }
     out_.append(opening.escaped, type_, style);
     if (style == LineStyle::code && startOfLine) out_.append("\t", type_, style);
@@ -408,10 +415,15 @@ MarkdownRenderer::MarkdownRenderer(std::string string, const FontBook& fonts)
 
 std::optional<MarkdownRenderer> MarkdownRenderer::fromFile(const std::filesystem::path& path,
                                                            const FontBook& fonts) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad() || !isValidUtf8(text)) return std::nullopt;
+  // stdio rather than a stream: a stream throws when the path is a directory.
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
+                                                       &std::fclose);
+  if (!file) return std::nullopt;
+  std::string text;
+  char buffer[1 << 14];
+  while (std::size_t read = std::fread(buffer, 1, sizeof buffer, file.get()))
+    text.append(buffer, read);
+  if (std::ferror(file.get()) || !isValidUtf8(text)) return std::nullopt;
   return MarkdownRenderer(std::move(text), fonts);
 }
 
