@@ -195,24 +195,12 @@ class Tag {
   std::string storage_;  // backs both views once escapes were taken out
 };
 
+// The text style whose preferred font and size each line type falls back to.
 TextStyle textStyleFor(LineType type) {
-  switch (type) {
-    case LineType::h1:
-      return TextStyle::title1;
-    case LineType::h2:
-      return TextStyle::title2;
-    case LineType::h3:
-      return TextStyle::title2;
-    case LineType::h4:
-      return TextStyle::headline;
-    case LineType::h5:
-      return TextStyle::subheadline;
-    case LineType::h6:
-      return TextStyle::footnote;
-    case LineType::body:
-      return TextStyle::body;
-  }
-  return TextStyle::body;
+  constexpr TextStyle kStyles[] = {TextStyle::title1,   TextStyle::title2,      TextStyle::title2,
+                                   TextStyle::headline, TextStyle::subheadline, TextStyle::footnote,
+                                   TextStyle::body};
+  return kStyles[static_cast<std::size_t>(type)];
 }
 
 constexpr std::size_t kLineTypes = 7;
@@ -275,23 +263,10 @@ class RunBuilder {
   };
 
   const BasicStyles& lineStyleOf(LineType type) const {
-    switch (type) {
-      case LineType::h1:
-        return renderer_.h1;
-      case LineType::h2:
-        return renderer_.h2;
-      case LineType::h3:
-        return renderer_.h3;
-      case LineType::h4:
-        return renderer_.h4;
-      case LineType::h5:
-        return renderer_.h5;
-      case LineType::h6:
-        return renderer_.h6;
-      case LineType::body:
-        return renderer_.body;
-    }
-    return renderer_.body;
+    constexpr BasicStyles MarkdownRenderer::*kStyles[] = {
+        &MarkdownRenderer::h1, &MarkdownRenderer::h2, &MarkdownRenderer::h3,  &MarkdownRenderer::h4,
+        &MarkdownRenderer::h5, &MarkdownRenderer::h6, &MarkdownRenderer::body};
+    return renderer_.*kStyles[static_cast<std::size_t>(type)];
   }
 
   Entry attributes(LineType type, LineStyle style) const {
