@@ -402,20 +402,28 @@ std::optional<MarkdownRenderer> MarkdownRenderer::fromFile(const std::filesystem
   return MarkdownRenderer(std::move(text), fonts);
 }
 
-// The bold style is left alone on purpose: rendering never reads it.
+namespace {
+
+// The bold style is left out on purpose: rendering never reads it.
+template <typename Change>
+void changeAllButBold(MarkdownRenderer& r, Change change) {
+  for (BasicStyles* style :
+       {&r.h1, &r.h2, &r.h3, &r.h4, &r.h5, &r.h6, &r.body, &r.link, &r.italic, &r.code})
+    change(*style);
+}
+
+}  // namespace
+
 void MarkdownRenderer::setFontSizeForAllStyles(double size) {
-  for (BasicStyles* style : {&h1, &h2, &h3, &h4, &h5, &h6, &body, &link, &italic, &code})
-    style->fontSize = size;
+  changeAllButBold(*this, [&](BasicStyles& style) { style.fontSize = size; });
 }
 
 void MarkdownRenderer::setFontColorForAllStyles(const Color& color) {
-  for (BasicStyles* style : {&h1, &h2, &h3, &h4, &h5, &h6, &body, &link, &italic, &code})
-    style->color = color;
+  changeAllButBold(*this, [&](BasicStyles& style) { style.color = color; });
 }
 
 void MarkdownRenderer::setFontNameForAllStyles(const std::string& name) {
-  for (BasicStyles* style : {&h1, &h2, &h3, &h4, &h5, &h6, &body, &link, &italic, &code})
-    style->fontName = name;
+  changeAllButBold(*this, [&](BasicStyles& style) { style.fontName = name; });
 }
 
 StyledText MarkdownRenderer::attributedString() {
@@ -431,8 +439,8 @@ StyledText MarkdownRenderer::attributedString() {
       text = heading;
       currentType = static_cast<LineType>(level - 1);
     }
-    // A line of "=" or "-" under a line makes it a heading and is not shown,
-    // even when it was meant as a list item.
+    // A line beginning with "=" or "-" makes the line above a heading and is
+    // not shown, even when it was meant as a list item.
     bool underlined = false;
     if (!line.last && !next.text.empty() && (next.text[0] == '=' || next.text[0] == '-')) {
       currentType = next.text[0] == '=' ? LineType::h1 : LineType::h2;
