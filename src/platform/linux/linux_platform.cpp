@@ -78,6 +78,7 @@ Platform makeLinuxPlatform(const LinuxPlatformOptions& options) {
       .images = std::make_shared<GdkPixbufImageCodec>(),
       .application = std::make_shared<LinuxApplication>(log),
       .log = log,
+      .toolkit = nullptr,
       .directories = directories,
       .device = currentDeviceInfo(),
   };
