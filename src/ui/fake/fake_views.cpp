@@ -52,15 +52,6 @@ std::vector<FakeNode*> FakeNode::descendants() const {
   return found;
 }
 
-Rect FakeNode::frameInRoot() const {
-  Rect rect = frame_;
-  for (View* parent = superview_; parent != nullptr; parent = of(*parent).superview_) {
-    rect.x += parent->frame().x;
-    rect.y += parent->frame().y;
-  }
-  return rect;
-}
-
 std::string FakeNode::tree(int depth) const {
   std::string text = std::string(depth * 2, ' ') + std::string(toString(kind())) + ' ' +
                      format(frame_) + (hidden ? " hidden" : "") + details() + '\n';
@@ -109,12 +100,6 @@ void FakeNode::removeFromParent() {
 Size FakeLabel::sizeThatFits(Size size) const {
   if (styledText) return FakeTextMetric::layout(*styledText, size.width, numberOfLines).size;
   return FakeTextMetric::layout(text, font, size.width, numberOfLines).size;
-}
-
-std::vector<std::string> FakeLabel::lines() const {
-  double width = frame_.width;
-  if (styledText) return FakeTextMetric::layout(*styledText, width, numberOfLines).lines;
-  return FakeTextMetric::layout(text, font, width, numberOfLines).lines;
 }
 
 std::string FakeLabel::details() const {
