@@ -35,6 +35,10 @@ std::string_view toString(FakeViewKind kind) {
   return "?";
 }
 
+FakeNode::~FakeNode() {
+  for (const auto& child : subviews) of(*child).superview_ = nullptr;
+}
+
 FakeNode& FakeNode::of(const View& view) {
   auto* node = dynamic_cast<const FakeNode*>(&view);
   if (node == nullptr) throw std::logic_error("not a view of the fake toolkit");

@@ -18,7 +18,8 @@ std::string_view toString(FakeViewKind kind);
 // frame of another size resizes the subviews that grow with their superview.
 class FakeNode {
  public:
-  virtual ~FakeNode() = default;
+  // Subviews that live on lose their superview.
+  virtual ~FakeNode();
   virtual FakeViewKind kind() const = 0;
   virtual View& view() = 0;
 
