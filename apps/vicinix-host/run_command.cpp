@@ -3,6 +3,7 @@
 #include <glib-unix.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <any>
 #include <iostream>
 
@@ -203,13 +204,24 @@ int runRun(const RunOptions& options) {
   std::cout << "lifecycle: shutting down" << std::endl;
   Vicinix::applicationDidEnterBackground();
   // The store empties once the backend has taken the events; a refusal keeps
-  // them for the next run.
+  // them for the next run. An upload deletes only what it read, so events
+  // recorded meanwhile (a campaign reply still on its way) go in another one.
   Database* events = EventFactory::shared().realm();
-  bool drained = context.runUntil(
-      [&] {
-        return context.http().inFlight() == 0 && (!events || EventTable(*events).count() == 0);
-      },
-      kUploadGrace);
+  auto recordedBy = [&](Date read) {
+    return events && std::ranges::any_of(EventTable(*events).all(), [read](const Event& event) {
+             return event.created <= read;
+           });
+  };
+  bool drained = !events;
+  auto deadline = std::chrono::steady_clock::now() + kUploadGrace;
+  while (!drained && std::chrono::steady_clock::now() < deadline) {
+    Date read = context.sdk().clock().now();
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    context.runUntil([&] { return context.http().inFlight() == 0 && !recordedBy(read); }, left);
+    drained = EventTable(*events).count() == 0;
+    if (!drained && !recordedBy(read)) Vicinix::logEvents(nullptr);
+  }
   if (!capture.empty()) printReplaySummary(progress->counts());
   if (!drained) std::cerr << "run: events not uploaded within 5 s; they stay stored\n";
   return 0;

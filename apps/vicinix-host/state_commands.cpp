@@ -1,3 +1,5 @@
+#include <glib.h>
+
 #include <iostream>
 
 #include "commands.h"
@@ -12,25 +14,25 @@ namespace vicinix::host {
 
 int runSettings(const std::filesystem::path& dataDir) {
   HostContext context(dataDir, "", false);
-  std::cout << settingsJson().dump(2) << std::endl;
+  std::cout << printable(settingsJson()) << std::endl;
   return 0;
 }
 
 int runEvents(const std::filesystem::path& dataDir) {
   HostContext context(dataDir, "", false);
-  std::cout << eventsJson().dump(2) << std::endl;
+  std::cout << printable(eventsJson()) << std::endl;
   return 0;
 }
 
 int runCampaigns(const std::filesystem::path& dataDir) {
   HostContext context(dataDir, "", false);
-  std::cout << campaignsJson().dump(2) << std::endl;
+  std::cout << printable(campaignsJson()) << std::endl;
   return 0;
 }
 
 int runBeacons(const std::filesystem::path& dataDir) {
   HostContext context(dataDir, "", false);
-  std::cout << beaconsJson().dump(2) << std::endl;
+  std::cout << printable(beaconsJson()) << std::endl;
   return 0;
 }
 
@@ -39,6 +41,13 @@ int runRecordEvent(const RecordOptions& options) {
   if (!type) {
     std::cerr << "record-event: error: unknown event type " << options.type << "\n";
     return 2;
+  }
+  // The backend only takes UTF-8 text; anything else could never be sent as it was typed.
+  for (const auto& text : {options.campaignId, options.beacon}) {
+    if (text && !g_utf8_validate(text->data(), static_cast<gssize>(text->size()), nullptr)) {
+      std::cerr << "record-event: error: --campaign-id and --beacon take UTF-8 text\n";
+      return 2;
+    }
   }
   HostContext context(options.dataDir, "", false);
   std::optional<Beacon> beacon;

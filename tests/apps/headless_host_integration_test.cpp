@@ -160,6 +160,36 @@ TEST_F(HeadlessHostTest, ABeaconLeadsToCampaignsNotificationsAndUploadedEvents) 
   EXPECT_GE(types.count("APP_CLOSED"), 1u);
 }
 
+// The start uploads what an earlier run left, then records its own
+// installation and app-started events: the accepted reply must not delete
+// those unsent. Across two runs every recorded event reaches the backend once.
+TEST_F(HeadlessHostTest, EveryEventArrivesExactlyOnceAcrossRuns) {
+  for (const char* run : {"first-", "second-"}) {
+    for (int n = 0; n < 25; ++n) {
+      ASSERT_EQ(test::runCommand(std::string(VICINIX_HOST_BINARY) +
+                                 " record-event --type APP_STARTED --data-dir " + dataDir.string() +
+                                 " --campaign-id " + run + std::to_string(n))
+                    .exitCode,
+                0);
+    }
+    test::HostProcess host(runArguments({"--duration", "3"}));
+    ASSERT_EQ(host.wait(60s), 0) << host.out() << host.err();
+    EXPECT_TRUE(inspect("events").empty()) << run;
+  }
+  std::multiset<std::string> types;
+  std::set<std::string> distinct;
+  json received = backend.events();
+  for (json event : received) {
+    types.insert(event["eventType"].get<std::string>());
+    event.erase("receivedAt");
+    distinct.insert(event.dump());
+  }
+  EXPECT_EQ(distinct.size(), received.size()) << "nothing arrived twice";
+  EXPECT_EQ(types.count("APP_STARTED"), 50u + 2u) << "those left and each run's own";
+  EXPECT_EQ(types.count("NEW_INSTALLATION"), 1u);
+  EXPECT_EQ(types.count("APP_CLOSED"), 2u);
+}
+
 TEST_F(HeadlessHostTest, TheKillSwitchStopsDetection) {
   backend.admin("state", {{"sdkConfig", {{"requiredIosSdkVersion", 1}}}});
   test::HostProcess host(runArguments({"--duration", "4"}));

@@ -7,6 +7,7 @@
 #include "core/property_list.h"
 #include "platform/fake/fake_sdk.h"
 #include "support/graphql_responder.h"
+#include "support/scoped_time_zone.h"
 #include "ui/vicinix_appearance.h"
 
 namespace vicinix {
@@ -90,6 +91,15 @@ TEST_F(VicinixConfiguratorTest, RealReplyIsAppliedAndRequiredVersionAskedFiftyMi
   EXPECT_EQ(env.defaults->date(kUpdateDateKey), env.time->now());
 }
 
+// A GraphQL backend answers null for every unset field: those theme keys take
+// their defaults, the rest of the theme is kept.
+TEST_F(VicinixConfiguratorTest, NullThemeFieldsTakeTheirDefaults) {
+  VicinixConfigurator::parseAppConfiguration(JsonValue::parse(
+      R"({"data":{"sdkApplicationConfig":{"theme":{"spacing":8.5,"titleFontSize":null}}}})"));
+  EXPECT_EQ(VicinixAppearance::spacing(), 8.5);
+  EXPECT_EQ(VicinixAppearance::titleFontSize(), 24.0);
+}
+
 // The default freshness is a day, inclusive; a configured period replaces it.
 TEST_F(VicinixConfiguratorTest, RequiredVersionIsAskedOnlyWhenStale) {
   answer();
@@ -125,6 +135,7 @@ TEST_F(VicinixConfiguratorTest, GateClosesAtOneAndReopensAtZero) {
 }
 
 TEST_F(VicinixConfiguratorTest, DailyLimitCountsPerLocalDay) {
+  test::ScopedTimeZone prague("Europe/Prague");
   env.defaults->setInteger("VicinixTodaysNotificationCountDefaultsKey", 50);
   EXPECT_FALSE(VicinixConfigurator::reachedNotificationLimit()) << "limit 0 means none";
 

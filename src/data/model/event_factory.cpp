@@ -38,4 +38,9 @@ void EventFactory::deleteAllEvents() {
   if (auto error = realm_->write([&] { EventTable(*realm_).removeAll(); })) sdk_.debug(*error);
 }
 
+void EventFactory::deleteEvents(const std::vector<std::string>& ids) {
+  if (!realm_ || ids.empty()) return;
+  if (auto error = realm_->write([&] { EventTable(*realm_).remove(ids); })) sdk_.debug(*error);
+}
+
 }  // namespace vicinix

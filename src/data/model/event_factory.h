@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "data/model/beacon.h"
 #include "data/model/database.h"
@@ -23,6 +24,8 @@ class EventFactory {
   void create(EventType type, const std::optional<std::string>& campaignId = std::nullopt,
               const Beacon* beacon = nullptr);
   void deleteAllEvents();
+  // Deletes the events with these ids, as one write; a failure is only printed.
+  void deleteEvents(const std::vector<std::string>& ids);
 
   // The store's own handle; absent when the database could not be opened.
   Database* realm() { return realm_.get(); }
