@@ -1,0 +1,107 @@
+#include "ui/qt/qt_font_book.h"
+
+#include <QFontDatabase>
+#include <QFontInfo>
+#include <QStringList>
+#include <algorithm>
+#include <cmath>
+
+namespace vicinix {
+namespace {
+
+QFont::Weight qWeight(FontWeight weight) {
+  switch (weight) {
+    case FontWeight::regular:
+      return QFont::Normal;
+    case FontWeight::medium:
+      return QFont::Medium;
+    case FontWeight::semibold:
+      return QFont::DemiBold;
+    case FontWeight::bold:
+      return QFont::Bold;
+  }
+  return QFont::Normal;
+}
+
+const char* weightName(FontWeight weight) {
+  switch (weight) {
+    case FontWeight::regular:
+      return "regular";
+    case FontWeight::medium:
+      return "medium";
+    case FontWeight::semibold:
+      return "semibold";
+    case FontWeight::bold:
+      return "bold";
+  }
+  return "regular";
+}
+
+}  // namespace
+
+QtFontBook::QtFontBook() {
+  // "Sans Serif" and the like are fontconfig aliases; naming the family they
+  // resolve to lets the database answer which faces exist.
+  QFont general = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
+  systemFamily_ = QFontInfo(general).family();
+  if (systemFamily_.isEmpty()) systemFamily_ = general.family();
+}
+
+Font QtFontBook::preferredFont(TextStyle style) const {
+  return Font{systemFamily_.toStdString(), preferredPointSize(style), preferredWeight(style),
+              false};
+}
+
+std::optional<Font> QtFontBook::font(const std::string& name, double pointSize) const {
+  if (name.empty()) return Font::system(pointSize);
+  // Only families the database knows: Qt would silently draw an unknown
+  // name with the default family, and the caller should learn it has none.
+  if (!QFontDatabase::hasFamily(QString::fromStdString(name))) return std::nullopt;
+  return Font{name, pointSize, FontWeight::regular, false};
+}
+
+std::optional<Font> QtFontBook::withBold(const Font& font) const {
+  if (!hasFace(QString::fromStdString(resolvedFamily(font)), QFont::Bold, font.italic)) {
+    return std::nullopt;
+  }
+  Font bold = font;
+  bold.weight = FontWeight::bold;
+  return bold;
+}
+
+std::optional<Font> QtFontBook::withItalic(const Font& font) const {
+  int weight = font.weight >= FontWeight::semibold ? QFont::DemiBold : QFont::Thin;
+  if (!hasFace(QString::fromStdString(resolvedFamily(font)), weight, true)) return std::nullopt;
+  Font italic = font;
+  italic.italic = true;
+  return italic;
+}
+
+bool QtFontBook::hasFace(const QString& family, int minimumWeight, bool italic) const {
+  const QStringList styles = QFontDatabase::styles(family);
+  return std::any_of(styles.begin(), styles.end(), [&](const QString& style) {
+    return QFontDatabase::weight(family, style) >= minimumWeight &&
+           (!italic || QFontDatabase::italic(family, style));
+  });
+}
+
+QFont QtFontBook::qFont(const Font& font) const {
+  QFont result(font.family.empty() ? systemFamily_ : QString::fromStdString(font.family));
+  result.setPixelSize(std::max(1, static_cast<int>(std::lround(font.pointSize))));
+  result.setWeight(qWeight(font.weight));
+  result.setItalic(font.italic);
+  return result;
+}
+
+std::string QtFontBook::resolvedFamily(const Font& font) const {
+  return QFontInfo(qFont(font)).family().toStdString();
+}
+
+nlohmann::json QtFontBook::describe(const Font& font) const {
+  return {{"family", resolvedFamily(font)},
+          {"size", font.pointSize},
+          {"weight", weightName(font.weight)},
+          {"italic", font.italic}};
+}
+
+}  // namespace vicinix
