@@ -80,8 +80,9 @@ std::optional<Font> QtFontBook::withItalic(const Font& font) const {
 bool QtFontBook::hasFace(const QString& family, int minimumWeight, bool italic) const {
   const QStringList styles = QFontDatabase::styles(family);
   return std::any_of(styles.begin(), styles.end(), [&](const QString& style) {
+    // QFontDatabase::italic() says no to oblique faces (DejaVu Sans has only those).
     return QFontDatabase::weight(family, style) >= minimumWeight &&
-           (!italic || QFontDatabase::italic(family, style));
+           (!italic || QFontDatabase::font(family, style, 12).style() != QFont::StyleNormal);
   });
 }
 

@@ -87,6 +87,10 @@ void QtLabel::setStyledText(const StyledText& text) {
   relayout();
 }
 
+const QTextDocument& QtLabel::document() const {
+  return label_->text.document();
+}
+
 void QtLabel::relayout() {
   // The widget may be gone with a window the host closed.
   if (widget() == nullptr) return;

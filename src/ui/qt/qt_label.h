@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QTextDocument>
 #include <optional>
 
 #include "ui/qt/qt_view.h"
@@ -20,6 +21,9 @@ class QtLabel final : public QtView<Label> {
   void setTextAlignment(TextAlignment alignment) override;
   void setNumberOfLines(int lines) override;
   void setStyledText(const StyledText& text) override;
+
+  // The laid-out text the label draws.
+  const QTextDocument& document() const;
 
  protected:
   const char* kind() const override { return "label"; }
