@@ -42,6 +42,7 @@ class View {
   virtual void setResizesWithSuperview(bool width, bool height) = 0;
   virtual void setHidden(bool hidden) = 0;
 
+  // A view that already has a superview moves, to the front of this one.
   virtual void addSubview(const std::shared_ptr<View>& view) = 0;
   // Nothing happens to a view without a superview.
   virtual void removeFromSuperview() = 0;
@@ -85,7 +86,8 @@ class Button : public View {
   virtual void setTitle(const std::string& title) = 0;
   virtual void setTitleFont(const Font& font) = 0;
   virtual void setTitleColor(const Color& color) = 0;
-  // Runs on the main queue when the user taps (clicks) the button.
+  // Runs on the main queue when the user taps (clicks) the button. The
+  // action may set a new one while it runs, so run a copy.
   virtual void setAction(std::function<void()> action) = 0;
 };
 

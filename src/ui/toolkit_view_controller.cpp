@@ -1,6 +1,7 @@
 #include "ui/toolkit_view_controller.h"
 
 #include "core/sdk.h"
+#include "ui/vicinix_navigation_view_controller.h"
 
 namespace vicinix {
 
@@ -13,6 +14,13 @@ const std::shared_ptr<View>& ToolkitViewController::view() {
     }
   }
   return view_;
+}
+
+double ToolkitViewController::topDistance() const {
+  if (navigationController_ && !navigationController_->isNavigationBarTranslucent()) return 0;
+  double distance = navigationController_ ? navigationController_->navigationBarHeight() : 0;
+  if (Toolkit* kit = toolkit()) distance += kit->statusBarHeight();
+  return distance;
 }
 
 Toolkit* ToolkitViewController::toolkit() {

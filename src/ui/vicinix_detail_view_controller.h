@@ -4,12 +4,12 @@
 #include <string>
 
 #include "data/model/campaign.h"
-#include "ui/toolkit_view_controller.h"
+#include "ui/vicinix_default_view_controller.h"
 
 namespace vicinix {
 
 // A screen that shows one campaign; the caller sets `campaign` before showing it.
-class VicinixDetailViewController : public ToolkitViewController {
+class VicinixDetailViewController : public VicinixDefaultViewController {
  public:
   std::optional<Campaign> campaign;
 

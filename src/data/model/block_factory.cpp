@@ -63,6 +63,16 @@ void BlockFactory::fill(Block& block, const JsonValue& json) {
   }
 }
 
+std::vector<Attribute> BlockFactory::attributes(const Block& block) {
+  if (!realm_) return {};
+  try {
+    return AttributeTable(*realm_).attributesOf(block.id);
+  } catch (const std::exception& error) {
+    sdk_.debug(error.what());
+    return {};
+  }
+}
+
 void BlockFactory::downloadImages(const Block& block) {
   const char* key = block.type == "IMAGE"   ? "src"
                     : block.type == "VIDEO" ? "featuredImage"

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/json_value.h"
+#include "data/model/attribute.h"
 #include "data/model/block.h"
 #include "data/model/database.h"
 
@@ -22,6 +23,8 @@ class BlockFactory {
 
   // The stored block with `id`; with `create`, a new one stored first.
   std::optional<Block> find(const std::string& id, bool create = false);
+  // The block's attributes in store order; nothing without a database.
+  std::vector<Attribute> attributes(const Block& block);
   // Imports one block object; a failed write is fatal.
   std::optional<Block> createBlock(const JsonValue& json);
   // Fetches the picture of an IMAGE or VIDEO block into the image cache.

@@ -46,6 +46,7 @@ FakeSdk::FakeSdk(Options options)
       .images = images,
       .application = application,
       .log = log,
+      .toolkit = nullptr,
       .directories = AppDirectories::under(appData_),
       .device = DeviceInfo{.model = "x86_64", .osVersion = "6.1.0-test"},
   };

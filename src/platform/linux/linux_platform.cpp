@@ -79,6 +79,7 @@ Platform makeLinuxPlatform(const LinuxPlatformOptions& options) {
       .application = std::make_shared<LinuxApplication>(
           log, options.desktopId.empty() ? options.appName : options.desktopId),
       .log = log,
+      .toolkit = nullptr,
       .directories = directories,
       .device = currentDeviceInfo(),
   };
