@@ -70,7 +70,7 @@ void QtActivityIndicator::stopAnimating() {
   if (widget() != nullptr) spinner_->setRunning(false);
 }
 
-void QtActivityIndicator::describeContent(nlohmann::json& out) const {
+void QtActivityIndicator::describeContent(nlohmann::ordered_json& out) const {
   out["animating"] = animating_;
 }
 

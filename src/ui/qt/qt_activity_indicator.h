@@ -18,7 +18,7 @@ class QtActivityIndicator final : public QtView<ActivityIndicator> {
 
  protected:
   const char* kind() const override { return "activityIndicator"; }
-  void describeContent(nlohmann::json& out) const override;
+  void describeContent(nlohmann::ordered_json& out) const override;
 
  private:
   QtSpinnerWidget* spinner_;  // owned by the view core

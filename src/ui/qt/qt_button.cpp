@@ -96,7 +96,7 @@ Size QtButton::fittingSize(Size) const {
   return {std::ceil(width), std::ceil(metrics.height() + 2 * kTitlePadding)};
 }
 
-void QtButton::describeContent(nlohmann::json& out) const {
+void QtButton::describeContent(nlohmann::ordered_json& out) const {
   out["title"] = title_;
   out["titleFont"] = fonts_.describe(font_);
   out["titleColor"] = colorString(titleColor_);

@@ -23,7 +23,7 @@ class QtButton final : public QtView<Button> {
 
  protected:
   const char* kind() const override { return "button"; }
-  void describeContent(nlohmann::json& out) const override;
+  void describeContent(nlohmann::ordered_json& out) const override;
   // The title on one line with 6 points above and below, as a touch
   // button's title sits.
   Size fittingSize(Size size) const override;

@@ -98,7 +98,7 @@ std::string QtFontBook::resolvedFamily(const Font& font) const {
   return QFontInfo(qFont(font)).family().toStdString();
 }
 
-nlohmann::json QtFontBook::describe(const Font& font) const {
+nlohmann::ordered_json QtFontBook::describe(const Font& font) const {
   return {{"family", resolvedFamily(font)},
           {"size", font.pointSize},
           {"weight", weightName(font.weight)},

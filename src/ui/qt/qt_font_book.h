@@ -27,7 +27,7 @@ class QtFontBook final : public FontBook {
   std::string resolvedFamily(const Font& font) const;
   const QString& systemFamily() const { return systemFamily_; }
   // The font as the layout file shows it: the family drawn, size, weight, italic.
-  nlohmann::json describe(const Font& font) const;
+  nlohmann::ordered_json describe(const Font& font) const;
 
  private:
   // Whether the family has a face with at least this weight, or an italic one.

@@ -85,7 +85,7 @@ Size QtImageView::fittingSize(Size) const {
   return {double(picture_.width()), double(picture_.height())};
 }
 
-void QtImageView::describeContent(nlohmann::json& out) const {
+void QtImageView::describeContent(nlohmann::ordered_json& out) const {
   out["contentMode"] = mode_ == ContentMode::aspectFit ? "aspectFit" : "scaleToFill";
   if (picture_.isNull()) {
     out["image"] = nullptr;

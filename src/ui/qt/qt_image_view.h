@@ -23,7 +23,7 @@ class QtImageView final : public QtView<ImageView> {
 
  protected:
   const char* kind() const override { return "image"; }
-  void describeContent(nlohmann::json& out) const override;
+  void describeContent(nlohmann::ordered_json& out) const override;
   // A picture's own size, as a phone's image view answers.
   Size fittingSize(Size size) const override;
 

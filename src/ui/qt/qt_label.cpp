@@ -112,7 +112,7 @@ Size QtLabel::fittingSize(Size size) const {
   return {std::ceil(fitted.width()), std::ceil(fitted.height())};
 }
 
-void QtLabel::describeContent(nlohmann::json& out) const {
+void QtLabel::describeContent(nlohmann::ordered_json& out) const {
   out["text"] = text_;
   out["alignment"] = alignmentName(alignment_);
   out["numberOfLines"] = numberOfLines_;
@@ -121,13 +121,13 @@ void QtLabel::describeContent(nlohmann::json& out) const {
     out["textColor"] = colorString(textColor_);
     return;
   }
-  nlohmann::json runs = nlohmann::json::array();
+  nlohmann::ordered_json runs = nlohmann::ordered_json::array();
   for (const TextRun& run : styled_->runs) {
-    nlohmann::json entry = {
+    nlohmann::ordered_json entry = {
         {"text", run.text},           {"font", fonts_.resolvedFamily(run.font)},
         {"size", run.font.pointSize}, {"bold", run.font.weight >= FontWeight::semibold},
         {"italic", run.font.italic},  {"color", colorString(run.color)}};
-    entry["link"] = run.link ? nlohmann::json(*run.link) : nlohmann::json(nullptr);
+    entry["link"] = run.link ? nlohmann::ordered_json(*run.link) : nlohmann::ordered_json(nullptr);
     runs.push_back(std::move(entry));
   }
   out["runs"] = std::move(runs);

@@ -27,7 +27,7 @@ class QtLabel final : public QtView<Label> {
 
  protected:
   const char* kind() const override { return "label"; }
-  void describeContent(nlohmann::json& out) const override;
+  void describeContent(nlohmann::ordered_json& out) const override;
   Size fittingSize(Size size) const override;
 
  private:

@@ -55,6 +55,8 @@ class FloatingScrollArea final : public QScrollArea {
 
 QtScrollView::QtScrollView() : QtView(new FloatingScrollArea, true), content_(new QtViewWidget) {
   scrollArea()->setWidget(content_);
+  // setWidget() turns the content's background on; it stays clear like any view's.
+  content_->setAutoFillBackground(false);
 }
 
 QScrollArea* QtScrollView::scrollArea() const {
@@ -78,7 +80,7 @@ void QtScrollView::applyBackground() {
   viewport->setAutoFillBackground(background_.alpha > 0);
 }
 
-void QtScrollView::describeContent(nlohmann::json& out) const {
+void QtScrollView::describeContent(nlohmann::ordered_json& out) const {
   out["contentSize"] = {{"width", contentSize_.width}, {"height", contentSize_.height}};
 }
 

@@ -20,7 +20,7 @@ class QtScrollView final : public QtView<ScrollView> {
 
  protected:
   const char* kind() const override { return "scroll"; }
-  void describeContent(nlohmann::json& out) const override;
+  void describeContent(nlohmann::ordered_json& out) const override;
   QWidget* container() const override { return content_; }
   void applyBackground() override;
 

@@ -139,9 +139,9 @@ void QtViewCore::removeFromSuperviewCore() {
   parent->subviews_.erase(it);
 }
 
-nlohmann::json QtViewCore::describe() const {
+nlohmann::ordered_json QtViewCore::describe() const {
   Rect f = currentFrame();
-  nlohmann::json out = {
+  nlohmann::ordered_json out = {
       {"kind", kind()},
       {"frame", {{"x", f.x}, {"y", f.y}, {"width", f.width}, {"height", f.height}}}};
   if (background_.alpha > 0) out["backgroundColor"] = colorString(background_);
@@ -149,7 +149,7 @@ nlohmann::json QtViewCore::describe() const {
   if (hidden_) out["hidden"] = true;
   describeContent(out);
   if (!subviews_.empty()) {
-    nlohmann::json children = nlohmann::json::array();
+    nlohmann::ordered_json children = nlohmann::ordered_json::array();
     for (const auto& subview : subviews_) children.push_back(of(*subview)->describe());
     out["subviews"] = std::move(children);
   }

@@ -36,7 +36,7 @@ class QtViewCore {
 
   // The view and its subviews as the layout file shows them: kind, frame,
   // colours, texts and fonts.
-  nlohmann::json describe() const;
+  nlohmann::ordered_json describe() const;
 
  protected:
   // `owned`: the view deletes the widget when it goes away.
@@ -44,7 +44,7 @@ class QtViewCore {
 
   virtual const char* kind() const = 0;
   // What this kind adds to describe().
-  virtual void describeContent(nlohmann::json& out) const { (void)out; }
+  virtual void describeContent(nlohmann::ordered_json& out) const { (void)out; }
   // Where the widgets of subviews go.
   virtual QWidget* container() const { return widget_; }
   virtual Rect currentFrame() const { return frame_; }
