@@ -66,6 +66,18 @@ std::optional<Size> parseSize(const std::string& text) {
   return size;
 }
 
+// Qt complains of a missing XDG_RUNTIME_DIR, which a render never uses, on
+// every run without a login session; everything else it says goes through.
+QtMessageHandler gQtHandler = nullptr;
+void quietQtMessages(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+  if (message.startsWith("QStandardPaths: ")) return;
+  if (gQtHandler != nullptr) {
+    gQtHandler(type, context, message);
+  } else {
+    std::cerr << message.toStdString() << "\n";
+  }
+}
+
 int fail(const std::string& message) {
   std::cerr << "render: error: " << message << "\n";
   return 2;
@@ -76,7 +88,8 @@ int fail(const std::string& message) {
 int runRender(const RenderOptions& options) {
   std::optional<Size> size = parseSize(options.size);
   if (!size) return fail("--size takes WIDTHxHEIGHT in points, such as 390x844");
-  if (!options.png && !options.layout) return fail("nothing to write: give --png, --layout or both");
+  if (!options.png && !options.layout)
+    return fail("nothing to write: give --png, --layout or both");
   std::optional<Notice> notice;
   if (options.screen == "info" && !(notice = noticeOf(options.kind))) {
     return fail("--kind is error, update or empty");
@@ -84,6 +97,7 @@ int runRender(const RenderOptions& options) {
 
   // Drawn offscreen, so no display is needed and no window flashes up.
   setenv("QT_QPA_PLATFORM", "offscreen", 1);
+  gQtHandler = qInstallMessageHandler(quietQtMessages);
   static int argc = 1;
   static char name[] = "vicinix-host";
   static char* argv[] = {name, nullptr};
@@ -100,8 +114,7 @@ int runRender(const RenderOptions& options) {
   } else {
     auto campaign = CampaignFactory::shared().find(options.campaignId);
     if (!campaign) {
-      return fail("there is no campaign " + options.campaignId + " in " +
-                  options.dataDir.string());
+      return fail("there is no campaign " + options.campaignId + " in " + options.dataDir.string());
     }
     if (campaign->type != "PAGE") {
       return fail("campaign " + campaign->id + " is of type " + campaign->type +
