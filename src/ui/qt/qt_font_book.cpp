@@ -56,7 +56,11 @@ std::optional<Font> QtFontBook::font(const std::string& name, double pointSize) 
   if (name.empty()) return Font::system(pointSize);
   // Only families the database knows: Qt would silently draw an unknown
   // name with the default family, and the caller should learn it has none.
-  if (!QFontDatabase::hasFamily(QString::fromStdString(name))) return std::nullopt;
+  auto known = families_.find(name);
+  if (known == families_.end()) {
+    known = families_.emplace(name, QFontDatabase::hasFamily(QString::fromStdString(name))).first;
+  }
+  if (!known->second) return std::nullopt;
   return Font{name, pointSize, FontWeight::regular, false};
 }
 
@@ -78,12 +82,14 @@ std::optional<Font> QtFontBook::withItalic(const Font& font) const {
 }
 
 bool QtFontBook::hasFace(const QString& family, int minimumWeight, bool italic) const {
+  auto key = std::make_tuple(family, minimumWeight, italic);
+  if (auto known = faces_.find(key); known != faces_.end()) return known->second;
   const QStringList styles = QFontDatabase::styles(family);
-  return std::any_of(styles.begin(), styles.end(), [&](const QString& style) {
-    // QFontDatabase::italic() says no to oblique faces (DejaVu Sans has only those).
-    return QFontDatabase::weight(family, style) >= minimumWeight &&
-           (!italic || QFontDatabase::font(family, style, 12).style() != QFont::StyleNormal);
-  });
+  return faces_[key] = std::any_of(styles.begin(), styles.end(), [&](const QString& style) {
+           // QFontDatabase::italic() says no to oblique faces (DejaVu Sans has only those).
+           return QFontDatabase::weight(family, style) >= minimumWeight &&
+                  (!italic || QFontDatabase::font(family, style, 12).style() != QFont::StyleNormal);
+         });
 }
 
 QFont QtFontBook::qFont(const Font& font) const {
@@ -95,7 +101,13 @@ QFont QtFontBook::qFont(const Font& font) const {
 }
 
 std::string QtFontBook::resolvedFamily(const Font& font) const {
-  return QFontInfo(qFont(font)).family().toStdString();
+  // The family a name resolves to does not depend on size, weight or slant.
+  QString family = font.family.empty() ? systemFamily_ : QString::fromStdString(font.family);
+  auto known = resolved_.find(family);
+  if (known == resolved_.end()) {
+    known = resolved_.emplace(family, QFontInfo(QFont(family)).family().toStdString()).first;
+  }
+  return known->second;
 }
 
 nlohmann::ordered_json QtFontBook::describe(const Font& font) const {

@@ -2,7 +2,9 @@
 
 #include <QFont>
 #include <QString>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <tuple>
 
 #include "ui/font.h"
 
@@ -34,6 +36,10 @@ class QtFontBook final : public FontBook {
   bool hasFace(const QString& family, int minimumWeight, bool italic) const;
 
   QString systemFamily_;
+  // Asking fontconfig is slow and the answers never change while we run.
+  mutable std::map<std::tuple<QString, int, bool>, bool> faces_;
+  mutable std::map<QString, std::string> resolved_;
+  mutable std::map<std::string, bool> families_;
 };
 
 }  // namespace vicinix

@@ -2,6 +2,7 @@
 
 #include <QPainter>
 #include <cmath>
+#include <functional>
 
 #include "ui/qt/qt_font_book.h"
 #include "ui/qt/qt_text_box.h"
@@ -13,9 +14,14 @@ class QtLabelWidget final : public QtViewWidget {
  public:
   QtTextBox text;
   QColor color = Qt::black;
+  // Brings `text` up to date with the label's settings.
+  std::function<void()> prepare;
 
  protected:
-  void paintContent(QPainter& painter) override { text.draw(painter, QRectF(rect()), color); }
+  void paintContent(QPainter& painter) override {
+    prepare();
+    text.draw(painter, QRectF(rect()), color);
+  }
 };
 
 namespace {
@@ -52,7 +58,7 @@ QtLabel::QtLabel(const QtFontBook& fonts)
       fonts_(fonts),
       label_(static_cast<QtLabelWidget*>(widget())),
       font_(fonts.preferredFont(TextStyle::body)) {
-  relayout();
+  label_->prepare = [this] { prepare(); };
 }
 
 void QtLabel::setText(const std::string& text) {
@@ -88,12 +94,21 @@ void QtLabel::setStyledText(const StyledText& text) {
 }
 
 const QTextDocument& QtLabel::document() const {
+  prepare();
   return label_->text.document();
 }
 
 void QtLabel::relayout() {
+  // A screen sets font, colour, text and so on one after the other; the
+  // text is laid out once, when it is next measured or drawn.
+  stale_ = true;
+  if (widget() != nullptr) label_->update();
+}
+
+void QtLabel::prepare() const {
   // The widget may be gone with a window the host closed.
-  if (widget() == nullptr) return;
+  if (!stale_ || widget() == nullptr) return;
+  stale_ = false;
   QtTextBox& box = label_->text;
   if (styled_) {
     box.setStyledText(*styled_, fonts_, qAlignment(alignment_));
@@ -102,12 +117,12 @@ void QtLabel::relayout() {
   }
   box.setMaximumLines(numberOfLines_);
   label_->color = qColor(textColor_);
-  label_->update();
 }
 
 Size QtLabel::fittingSize(Size size) const {
   // An empty document still has one empty line; an empty label has no size.
   if (widget() == nullptr || text_.empty()) return {};
+  prepare();
   QSizeF fitted = label_->text.sizeAt(size.width);
   return {std::ceil(fitted.width()), std::ceil(fitted.height())};
 }

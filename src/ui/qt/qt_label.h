@@ -32,6 +32,7 @@ class QtLabel final : public QtView<Label> {
 
  private:
   void relayout();
+  void prepare() const;
 
   const QtFontBook& fonts_;
   QtLabelWidget* label_;  // owned by the view core
@@ -41,6 +42,7 @@ class QtLabel final : public QtView<Label> {
   TextAlignment alignment_ = TextAlignment::left;
   int numberOfLines_ = 1;
   std::optional<StyledText> styled_;
+  mutable bool stale_ = true;
 };
 
 }  // namespace vicinix
