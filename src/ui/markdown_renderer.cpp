@@ -2,9 +2,9 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
+#include <memory>
 #include <vector>
 
 #include "ui/line_style.h"
@@ -54,11 +54,19 @@ constexpr auto mayHoldInstruction = [](std::uint64_t word) {
 template <typename WordTest>
 std::size_t findIf(string_view text, std::size_t pos, const std::array<bool, 256>& table,
                    WordTest mayHold) {
-  for (std::uint64_t word; pos + 8 <= text.size(); pos += 8) {
+  const auto wanted = [&](std::size_t i) { return table[static_cast<unsigned char>(text[i])]; };
+  while (pos + 8 <= text.size()) {
+    std::uint64_t word;
     std::memcpy(&word, text.data() + pos, 8);
-    if (mayHold(word)) break;
+    if (!mayHold(word)) {
+      pos += 8;
+      continue;
+    }
+    for (const std::size_t end = pos + 8; pos < end; ++pos) {
+      if (wanted(pos)) return pos;
+    }
   }
-  while (pos < text.size() && !table[static_cast<unsigned char>(text[pos])]) ++pos;
+  while (pos < text.size() && !wanted(pos)) ++pos;
   return pos;
 }
 
@@ -187,24 +195,12 @@ class Tag {
   std::string storage_;  // backs both views once escapes were taken out
 };
 
+// The text style whose preferred font and size each line type falls back to.
 TextStyle textStyleFor(LineType type) {
-  switch (type) {
-    case LineType::h1:
-      return TextStyle::title1;
-    case LineType::h2:
-      return TextStyle::title2;
-    case LineType::h3:
-      return TextStyle::title2;
-    case LineType::h4:
-      return TextStyle::headline;
-    case LineType::h5:
-      return TextStyle::subheadline;
-    case LineType::h6:
-      return TextStyle::footnote;
-    case LineType::body:
-      return TextStyle::body;
-  }
-  return TextStyle::body;
+  constexpr TextStyle kStyles[] = {TextStyle::title1,   TextStyle::title2,      TextStyle::title2,
+                                   TextStyle::headline, TextStyle::subheadline, TextStyle::footnote,
+                                   TextStyle::body};
+  return kStyles[static_cast<std::size_t>(type)];
 }
 
 constexpr std::size_t kLineTypes = 7;
@@ -267,23 +263,10 @@ class RunBuilder {
   };
 
   const BasicStyles& lineStyleOf(LineType type) const {
-    switch (type) {
-      case LineType::h1:
-        return renderer_.h1;
-      case LineType::h2:
-        return renderer_.h2;
-      case LineType::h3:
-        return renderer_.h3;
-      case LineType::h4:
-        return renderer_.h4;
-      case LineType::h5:
-        return renderer_.h5;
-      case LineType::h6:
-        return renderer_.h6;
-      case LineType::body:
-        return renderer_.body;
-    }
-    return renderer_.body;
+    constexpr BasicStyles MarkdownRenderer::*kStyles[] = {
+        &MarkdownRenderer::h1, &MarkdownRenderer::h2, &MarkdownRenderer::h3,  &MarkdownRenderer::h4,
+        &MarkdownRenderer::h5, &MarkdownRenderer::h6, &MarkdownRenderer::body};
+    return renderer_.*kStyles[static_cast<std::size_t>(type)];
   }
 
   Entry attributes(LineType type, LineStyle style) const {
@@ -358,11 +341,10 @@ class LineScanner {
   }
 
  private:
-  std::size_t readUpTo(std::size_t (*find)(string_view, std::size_t), string_view& text) {
+  string_view readUpTo(std::size_t (*find)(string_view, std::size_t)) {
     const std::size_t start = pos_;
     pos_ = find(line_, pos_);
-    text = line_.substr(start, pos_ - start);
-    return text.size();
+    return line_.substr(start, pos_ - start);
   }
 
   // A run opened by the instruction characters at the scan position and
@@ -373,16 +355,16 @@ class LineScanner {
     string_view text;
     string_view url;
     if (style == LineStyle::link) {
-      readUpTo(findLinkCharacter, text);
+      text = readUpTo(findLinkCharacter);
       pos_ = skipWhile(line_, pos_, kLinkCharacter);
-      readUpTo(findLinkCharacter, url);
+      url = readUpTo(findLinkCharacter);
       pos_ = skipWhile(line_, pos_, kLinkCharacter);
       if (text.empty() || url.empty()) {
         style = LineStyle::none;
         url = string_view();
       }
     } else {
-      readUpTo(findInstruction, text);
+      text = readUpTo(findInstruction);
     }
     out_.append(opening.escaped, type_, style);
     if (style == LineStyle::code && startOfLine) out_.append("\t", type_, style);
@@ -408,27 +390,40 @@ MarkdownRenderer::MarkdownRenderer(std::string string, const FontBook& fonts)
 
 std::optional<MarkdownRenderer> MarkdownRenderer::fromFile(const std::filesystem::path& path,
                                                            const FontBook& fonts) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad() || !isValidUtf8(text)) return std::nullopt;
+  // stdio rather than a stream: a stream throws when the path is a directory.
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
+                                                       &std::fclose);
+  if (!file) return std::nullopt;
+  std::string text;
+  char buffer[1 << 14];
+  while (std::size_t read = std::fread(buffer, 1, sizeof buffer, file.get()))
+    text.append(buffer, read);
+  if (std::ferror(file.get()) || !isValidUtf8(text)) return std::nullopt;
   return MarkdownRenderer(std::move(text), fonts);
 }
 
-// The bold style is left alone on purpose: rendering never reads it.
+namespace {
+
+// The bold style is left out on purpose: rendering never reads it.
+template <typename Change>
+void changeAllButBold(MarkdownRenderer& r, Change change) {
+  for (BasicStyles* style :
+       {&r.h1, &r.h2, &r.h3, &r.h4, &r.h5, &r.h6, &r.body, &r.link, &r.italic, &r.code})
+    change(*style);
+}
+
+}  // namespace
+
 void MarkdownRenderer::setFontSizeForAllStyles(double size) {
-  for (BasicStyles* style : {&h1, &h2, &h3, &h4, &h5, &h6, &body, &link, &italic, &code})
-    style->fontSize = size;
+  changeAllButBold(*this, [&](BasicStyles& style) { style.fontSize = size; });
 }
 
 void MarkdownRenderer::setFontColorForAllStyles(const Color& color) {
-  for (BasicStyles* style : {&h1, &h2, &h3, &h4, &h5, &h6, &body, &link, &italic, &code})
-    style->color = color;
+  changeAllButBold(*this, [&](BasicStyles& style) { style.color = color; });
 }
 
 void MarkdownRenderer::setFontNameForAllStyles(const std::string& name) {
-  for (BasicStyles* style : {&h1, &h2, &h3, &h4, &h5, &h6, &body, &link, &italic, &code})
-    style->fontName = name;
+  changeAllButBold(*this, [&](BasicStyles& style) { style.fontName = name; });
 }
 
 StyledText MarkdownRenderer::attributedString() {
@@ -444,8 +439,8 @@ StyledText MarkdownRenderer::attributedString() {
       text = heading;
       currentType = static_cast<LineType>(level - 1);
     }
-    // A line of "=" or "-" under a line makes it a heading and is not shown,
-    // even when it was meant as a list item.
+    // A line beginning with "=" or "-" makes the line above a heading and is
+    // not shown, even when it was meant as a list item.
     bool underlined = false;
     if (!line.last && !next.text.empty() && (next.text[0] == '=' || next.text[0] == '-')) {
       currentType = next.text[0] == '=' ? LineType::h1 : LineType::h2;

@@ -46,6 +46,8 @@ class View {
   virtual void addSubview(const std::shared_ptr<View>& view) = 0;
   // Nothing happens to a view without a superview.
   virtual void removeFromSuperview() = 0;
+  // Null also once the superview is destroyed while this view lives on (a
+  // screen's view moved out of a container that is gone, say).
   virtual View* superview() const = 0;
 
   // The size that fits the content, given the space `size` (a label wraps at

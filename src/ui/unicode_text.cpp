@@ -63,36 +63,10 @@ constexpr Range kPunctuation[] = {
     {0x16FE2, 0x16FE2}, {0x1BC9F, 0x1BC9F}, {0x1DA87, 0x1DA8B}, {0x1E95E, 0x1E95F},
 };
 
-constexpr bool isAsciiPunctuation(char32_t c) {
-  switch (c) {
-    case '!':
-    case '"':
-    case '#':
-    case '%':
-    case '&':
-    case '\'':
-    case '(':
-    case ')':
-    case '*':
-    case ',':
-    case '-':
-    case '.':
-    case '/':
-    case ':':
-    case ';':
-    case '?':
-    case '@':
-    case '[':
-    case '\\':
-    case ']':
-    case '_':
-    case '{':
-    case '}':
-      return true;
-    default:
-      return false;
-  }
-}
+// The ASCII characters of general category P; "$+<=>^`|~" are symbols.
+constexpr std::string_view kAsciiPunctuation = "!\"#%&'()*,-./:;?@[\\]_{}";
+
+constexpr char32_t kWideWhitespace[] = {0x85, 0xA0, 0x1680, 0x2028, 0x2029, 0x202F, 0x205F, 0x3000};
 
 }  // namespace
 
@@ -134,29 +108,14 @@ bool isValidUtf8(std::string_view text) {
 }
 
 bool isUnicodeWhitespace(char32_t c) {
-  switch (c) {
-    case '\t':
-    case '\n':
-    case '\v':
-    case '\f':
-    case '\r':
-    case ' ':
-    case 0x85:
-    case 0xA0:
-    case 0x1680:
-    case 0x202F:
-    case 0x205F:
-    case 0x2028:
-    case 0x2029:
-    case 0x3000:
-      return true;
-    default:
-      return c >= 0x2000 && c <= 0x200A;
-  }
+  if (c < 0x80) return c == ' ' || (c >= '\t' && c <= '\r');
+  return (c >= 0x2000 && c <= 0x200A) ||
+         std::find(std::begin(kWideWhitespace), std::end(kWideWhitespace), c) !=
+             std::end(kWideWhitespace);
 }
 
 bool isUnicodePunctuation(char32_t c) {
-  if (c < 0x80) return isAsciiPunctuation(c);
+  if (c < 0x80) return kAsciiPunctuation.find(static_cast<char>(c)) != std::string_view::npos;
   const auto* after = std::upper_bound(std::begin(kPunctuation), std::end(kPunctuation), c,
                                        [](char32_t x, const Range& r) { return x < r.first; });
   return after != std::begin(kPunctuation) && c <= std::prev(after)->last;

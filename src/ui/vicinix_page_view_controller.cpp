@@ -185,9 +185,11 @@ double VicinixPageViewController::drawImage(const Block& block, double y) {
   const std::string name = source->imageName();
   if (auto cached = downloader.image(name)) {
     imageView->setImage(cached);
-    Rect frame = imageView->frame();
-    frame.height = frame.width * cached->height / cached->width;
-    imageView->setFrame(frame);
+    if (cached->width > 0) {
+      Rect frame = imageView->frame();
+      frame.height = frame.width * cached->height / cached->width;
+      imageView->setFrame(frame);
+    }
   } else if (!source->value.empty() && std::ranges::find(downloader.downloadQueue(), name) ==
                                            downloader.downloadQueue().end()) {
     downloader.downloadQueue().push_back(name);

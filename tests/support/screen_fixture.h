@@ -2,11 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
+#include <algorithm>
 #include <fstream>
 #include <memory>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "campaigns/image_downloader.h"
@@ -74,18 +73,21 @@ class ScreenTestWith : public ::testing::Test {
     return page;
   }
 
+  static void expectFrame(const Rect& actual, const Rect& expected, const std::string& what) {
+    EXPECT_DOUBLE_EQ(actual.x, expected.x) << what;
+    EXPECT_DOUBLE_EQ(actual.y, expected.y) << what;
+    EXPECT_DOUBLE_EQ(actual.width, expected.width) << what;
+    EXPECT_DOUBLE_EQ(actual.height, expected.height) << what;
+  }
+
   // The fake views under `root` of one kind, in drawing order.
   template <class T>
   static std::vector<T*> all(const std::shared_ptr<View>& root) {
     return FakeNode::of(*root).descendantsOfType<T>();
   }
-  static std::vector<FakeLabel*> labelsWithText(const std::shared_ptr<View>& root,
-                                                const std::string& text) {
-    std::vector<FakeLabel*> found;
-    for (FakeLabel* label : all<FakeLabel>(root)) {
-      if (label->text == text) found.push_back(label);
-    }
-    return found;
+  static size_t labelsWithText(const std::shared_ptr<View>& root, const std::string& text) {
+    return std::ranges::count_if(all<FakeLabel>(root),
+                                 [&](const FakeLabel* label) { return label->text == text; });
   }
 
  private:

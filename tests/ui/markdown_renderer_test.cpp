@@ -255,6 +255,7 @@ TEST_F(MarkdownRendererTest, FromFileReadsUtf8Only) {
   EXPECT_EQ(describe(good->attributedString()), "[Ahoj]{b}[ \u010Dlov\u011Bku]");
   EXPECT_FALSE(MarkdownRenderer::fromFile(dir / "bad.md", fonts));
   EXPECT_FALSE(MarkdownRenderer::fromFile(dir / "missing.md", fonts));
+  EXPECT_FALSE(MarkdownRenderer::fromFile(dir, fonts));
 }
 
 // Random texts made of the pieces the scanner reacts to: whatever it does

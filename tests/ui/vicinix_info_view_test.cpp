@@ -43,12 +43,8 @@ TEST_F(InfoViewTest, IconAndMessageStandWhereTheArithmeticPutsThem) {
     EXPECT_EQ(info.view()->frame(), (Rect{0, 0, 320, 568})) << c.name;
     auto& icon = dynamic_cast<FakeImageView&>(FakeNode::of(*info.iconView()));
     auto& label = dynamic_cast<FakeLabel&>(FakeNode::of(*info.label()));
-    for (auto [actual, expected] : {std::pair{icon.frame(), c.icon}, {label.frame(), c.label}}) {
-      EXPECT_DOUBLE_EQ(actual.x, expected.x) << c.name;
-      EXPECT_DOUBLE_EQ(actual.y, expected.y) << c.name;
-      EXPECT_DOUBLE_EQ(actual.width, expected.width) << c.name;
-      EXPECT_DOUBLE_EQ(actual.height, expected.height) << c.name;
-    }
+    expectFrame(icon.frame(), c.icon, c.name);
+    expectFrame(label.frame(), c.label, c.name);
     EXPECT_EQ(icon.tint, VicinixAppearance::primaryColor());
     EXPECT_EQ(icon.contentMode, ContentMode::aspectFit);
     EXPECT_EQ(label.font, Font::system(18, FontWeight::semibold));

@@ -14,13 +14,14 @@ namespace {
 // point size tall; paragraphs and lists take the default line height 5.
 class PageTest : public test::ScreenTest {
  protected:
-  static Rect frameOf(const std::shared_ptr<View>& view) { return view->frame(); }
-  static const FakeLabel& label(const std::shared_ptr<View>& view) {
-    return dynamic_cast<const FakeLabel&>(FakeNode::of(*view));
+  template <class T = FakeLabel>
+  static T& fake(const std::shared_ptr<View>& view) {
+    return dynamic_cast<T&>(FakeNode::of(*view));
   }
 };
 
-TEST_F(PageTest, EveryBlockStacksUnderTheOneBefore) {
+TEST_F(PageTest, EveryBlockStacksUnderTheOneBeforeInItsThemeStyle) {
+  VicinixAppearance::setButtonColor({1, 0, 0, 1});
   addBlock("TITLE", 1, {{"text", "Hello"}});
   addBlock("HEADING", 2, {{"text", "Ab"}, {"text", "Cd"}});
   addBlock("PARAGRAPH", 3, {{"text", "Words"}});
@@ -33,11 +34,7 @@ TEST_F(PageTest, EveryBlockStacksUnderTheOneBefore) {
   addBlock("BUTTON", 8, {{"text", "Go"}, {"link", "https://shop.test"}});
   auto page = loadPage();
 
-  struct Drawn {
-    std::string text;
-    Rect frame;
-  };
-  const std::vector<Drawn> expected = {
+  const std::vector<std::pair<std::string, Rect>> expected = {
       {"Hello", {16, 32, 288, 28.8}},  // one gap above the title, one under, one more after
       {"Ab", {16, 76.8, 288, 21.6}},  {"Cd", {16, 106.4, 288, 21.6}}, {"Words", {16, 136, 288, 84}},
       {"1. a", {16, 236, 288, 84}},  // only "text" items count, in sortIndex order
@@ -48,20 +45,31 @@ TEST_F(PageTest, EveryBlockStacksUnderTheOneBefore) {
   ASSERT_EQ(page->views.size(), expected.size()) << FakeNode::of(*page->view()).tree();
   for (size_t i = 0; i < expected.size(); ++i) {
     FakeNode& node = FakeNode::of(*page->views[i]);
-    std::string text;
-    if (auto* l = dynamic_cast<FakeLabel*>(&node)) text = l->text;
-    if (auto* b = dynamic_cast<FakeButton*>(&node)) text = b->title;
-    EXPECT_EQ(text, expected[i].text);
-    Rect f = node.frame();
-    EXPECT_DOUBLE_EQ(f.x, expected[i].frame.x) << i;
-    EXPECT_DOUBLE_EQ(f.y, expected[i].frame.y) << i;
-    EXPECT_DOUBLE_EQ(f.width, expected[i].frame.width) << i;
-    EXPECT_DOUBLE_EQ(f.height, expected[i].frame.height) << i;
+    auto* label = dynamic_cast<FakeLabel*>(&node);
+    auto* button = dynamic_cast<FakeButton*>(&node);
+    EXPECT_EQ(label ? label->text : button ? button->title : "", expected[i].first);
+    expectFrame(node.frame(), expected[i].second, expected[i].first);
   }
   // The starting gap plus everything the blocks used.
-  EXPECT_EQ(page->scrollView->contentSize().width, 320);
   EXPECT_DOUBLE_EQ(page->scrollView->contentSize().height, 764.8);
   EXPECT_EQ(page->scrollView->frame(), (Rect{0, 0, 320, 568}));
+
+  const FakeLabel& title = fake(page->views[0]);
+  EXPECT_EQ(title.font, Font::system(24, FontWeight::medium));
+  EXPECT_EQ(title.textColor, VicinixAppearance::titleColor());
+  EXPECT_EQ(title.alignment, TextAlignment::center);
+  EXPECT_EQ(title.numberOfLines, 0);
+  const FakeLabel& heading = fake(page->views[1]);
+  EXPECT_EQ(heading.font, Font::system(18, FontWeight::medium));
+  EXPECT_EQ(heading.textColor, VicinixAppearance::headingColor());
+  EXPECT_EQ(heading.alignment, TextAlignment::left);
+  auto& go = fake<FakeButton>(page->views[9]);
+  EXPECT_EQ(go.titleFont, Font::system(14, FontWeight::semibold));
+  EXPECT_EQ(go.backgroundColor, (Color{1, 0, 0, 1}));
+  EXPECT_EQ(go.titleColor, VicinixAppearance::buttonTextColor());
+  EXPECT_EQ(go.cornerRadius, 4);
+  EXPECT_TRUE(go.clipsToBounds);
+  EXPECT_EQ(FakeNode::of(*page->view()).backgroundColor, VicinixAppearance::backgroundColor());
 }
 
 TEST_F(PageTest, TopMarginAndTheImageWithoutSourceMoveWhatFollows) {
@@ -84,7 +92,7 @@ TEST_F(PageTest, TopMarginAndTheImageWithoutSourceMoveWhatFollows) {
     for (const auto& [type, attributes] : c.before) addBlock(type, ++index, attributes, c.campaign);
     addBlock("TITLE", ++index, {{"text", "End"}}, c.campaign);
     auto page = loadPage(c.campaign);
-    const auto& end = label(page->views.back());
+    const auto& end = fake(page->views.back());
     ASSERT_EQ(end.text, "End") << c.campaign;
     EXPECT_DOUBLE_EQ(end.frame().y, c.endLabelY) << c.campaign;
     EXPECT_DOUBLE_EQ(page->scrollView->contentSize().height, c.endLabelY + 28.8 + 16) << c.campaign;
@@ -106,7 +114,7 @@ TEST_F(PageTest, ImageWidthIsAShareOfTheScreenOrTheMarginsOrAll) {
     addBlock("IMAGE", 1, attributes, campaign);
     auto page = loadPage(campaign);
     ASSERT_EQ(page->views.size(), 1u);
-    auto& image = dynamic_cast<FakeImageView&>(FakeNode::of(*page->views[0]));
+    auto& image = fake<FakeImageView>(page->views[0]);
     EXPECT_EQ(image.frame(), (Rect{c.x, 0, c.frameWidth, 100})) << campaign;
     EXPECT_EQ(image.backgroundColor, (Color{2.0 / 3, 2.0 / 3, 2.0 / 3, 1}));
     EXPECT_FALSE(image.image);
@@ -129,7 +137,7 @@ TEST_F(PageTest, ALatePictureFillsItsPlaceholderWithoutMovingAnything) {
   addBlock("IMAGE", 1, {{"src", "https://img.test/late.png"}});
   addBlock("BUTTON", 2, {{"text", "Go"}});
   auto page = loadPage();
-  auto& image = dynamic_cast<FakeImageView&>(FakeNode::of(*page->views[0]));
+  auto& image = fake<FakeImageView>(page->views[0]);
   const Rect button = page->views[1]->frame();
   const Size content = page->scrollView->contentSize();
   EXPECT_EQ(image.frame(), (Rect{16, 0, 288, 100}));
@@ -159,14 +167,10 @@ TEST_F(PageTest, LineHeightReachesParagraphsAndListsOnly) {
     addBlock("ORDERED_LIST", 5, {{"text", "O"}}, campaign);
     auto page = loadPage(campaign);
     ASSERT_EQ(page->views.size(), 5u);
-    const FakeLabel& title = label(page->views[0]);
-    const FakeLabel& heading = label(page->views[1]);
-    EXPECT_FALSE(title.styledText);
-    EXPECT_FALSE(heading.styledText);
-    EXPECT_DOUBLE_EQ(title.frame().height, 28.8);
-    EXPECT_DOUBLE_EQ(heading.frame().height, 21.6);
+    EXPECT_DOUBLE_EQ(page->views[0]->frame().height, 28.8);
+    EXPECT_DOUBLE_EQ(page->views[1]->frame().height, 21.6);
     for (size_t i = 2; i < 5; ++i) {
-      const FakeLabel& styled = label(page->views[i]);
+      const FakeLabel& styled = fake(page->views[i]);
       ASSERT_TRUE(styled.styledText);
       EXPECT_EQ(styled.styledText->lineHeightMultiple, multiple);
       EXPECT_DOUBLE_EQ(styled.frame().height, 16.8 * multiple) << styled.text;
@@ -176,31 +180,6 @@ TEST_F(PageTest, LineHeightReachesParagraphsAndListsOnly) {
       }
     }
   }
-}
-
-TEST_F(PageTest, TitlesHeadingsAndButtonsTakeTheirThemeStyles) {
-  VicinixAppearance::setButtonColor({1, 0, 0, 1});
-  addBlock("TITLE", 1, {{"text", "T"}});
-  addBlock("HEADING", 2, {{"text", "H"}});
-  addBlock("BUTTON", 3, {{"text", "Go"}});
-  auto page = loadPage();
-  const FakeLabel& title = label(page->views[0]);
-  EXPECT_EQ(title.font, Font::system(24, FontWeight::medium));
-  EXPECT_EQ(title.textColor, VicinixAppearance::titleColor());
-  EXPECT_EQ(title.alignment, TextAlignment::center);
-  EXPECT_EQ(title.numberOfLines, 0);
-  const FakeLabel& heading = label(page->views[1]);
-  EXPECT_EQ(heading.font, Font::system(18, FontWeight::medium));
-  EXPECT_EQ(heading.textColor, VicinixAppearance::headingColor());
-  EXPECT_EQ(heading.alignment, TextAlignment::left);
-  auto& button = dynamic_cast<FakeButton&>(FakeNode::of(*page->views[2]));
-  EXPECT_EQ(button.titleFont, Font::system(14, FontWeight::semibold));
-  EXPECT_EQ(button.backgroundColor, (Color{1, 0, 0, 1}));
-  EXPECT_EQ(button.titleColor, VicinixAppearance::buttonTextColor());
-  EXPECT_EQ(button.cornerRadius, 4);
-  EXPECT_TRUE(button.clipsToBounds);
-  EXPECT_EQ(page->view()->frame().width, 320);
-  EXPECT_EQ(FakeNode::of(*page->view()).backgroundColor, VicinixAppearance::backgroundColor());
 }
 
 TEST_F(PageTest, ButtonsOpenOnlyARealLink) {
@@ -215,7 +194,7 @@ TEST_F(PageTest, ButtonsOpenOnlyARealLink) {
 
   std::shared_ptr<View> first = page->views[0];
   page.reset();  // a button outliving its page does nothing
-  dynamic_cast<FakeButton&>(FakeNode::of(*first)).tap();
+  fake<FakeButton>(first).tap();
   EXPECT_EQ(env.application->openedURLs().size(), 1u);
 }
 
@@ -224,8 +203,8 @@ TEST_F(PageTest, WithoutACampaignOnlyTheErrorNoticeShows) {
   auto page = loadPage(std::nullopt);
   ASSERT_TRUE(page->infoScreen);
   EXPECT_EQ(page->infoScreen->view()->superview(), page->view().get());
-  EXPECT_EQ(labelsWithText(page->view(), "Kampaň se nepodařilo načíst.").size(), 1u);
-  auto& icon = dynamic_cast<FakeImageView&>(FakeNode::of(*page->infoScreen->iconView()));
+  EXPECT_EQ(labelsWithText(page->view(), "Kampaň se nepodařilo načíst."), 1u);
+  auto& icon = fake<FakeImageView>(page->infoScreen->iconView());
   EXPECT_EQ(icon.image->width, FakeToolkit::campaignErrorSize.width);
   EXPECT_TRUE(all<FakeScrollView>(page->view()).empty());
   EXPECT_TRUE(page->views.empty());
@@ -237,15 +216,13 @@ TEST_F(PageTest, WithoutACampaignOnlyTheErrorNoticeShows) {
 TEST_F(PageTest, ADisabledSdkVersionAsksForAnUpdateAboveThePage) {
   const std::string notice = "Aktualizujte prosím aplikaci pro obnovu všech funkcí";
   addBlock("TITLE", 1, {{"text", "T"}});
-  EXPECT_TRUE(labelsWithText(loadPage()->view(), notice).empty());
+  EXPECT_EQ(labelsWithText(loadPage()->view(), notice), 0u);
 
   env.defaults->setInteger("VicinixRequiredSDKVersionDefaultsKey", 1);
   auto page = loadPage();
-  auto found = labelsWithText(page->view(), notice);
-  ASSERT_EQ(found.size(), 1u);
-  auto icons = all<FakeImageView>(page->view());
-  ASSERT_FALSE(icons.empty());
-  EXPECT_EQ(icons[0]->image->height, FakeToolkit::updateStateSize.height);
+  EXPECT_EQ(labelsWithText(page->view(), notice), 1u);
+  EXPECT_EQ(all<FakeImageView>(page->view()).at(0)->image->height,
+            FakeToolkit::updateStateSize.height);
   EXPECT_EQ(page->views.size(), 1u) << "the page is drawn all the same";
 }
 

@@ -35,6 +35,10 @@ std::string_view toString(FakeViewKind kind) {
   return "?";
 }
 
+FakeNode::~FakeNode() {
+  for (const auto& child : subviews) of(*child).superview_ = nullptr;
+}
+
 FakeNode& FakeNode::of(const View& view) {
   auto* node = dynamic_cast<const FakeNode*>(&view);
   if (node == nullptr) throw std::logic_error("not a view of the fake toolkit");
@@ -50,15 +54,6 @@ std::vector<FakeNode*> FakeNode::descendants() const {
     found.insert(found.end(), below.begin(), below.end());
   }
   return found;
-}
-
-Rect FakeNode::frameInRoot() const {
-  Rect rect = frame_;
-  for (View* parent = superview_; parent != nullptr; parent = of(*parent).superview_) {
-    rect.x += parent->frame().x;
-    rect.y += parent->frame().y;
-  }
-  return rect;
 }
 
 std::string FakeNode::tree(int depth) const {
@@ -109,12 +104,6 @@ void FakeNode::removeFromParent() {
 Size FakeLabel::sizeThatFits(Size size) const {
   if (styledText) return FakeTextMetric::layout(*styledText, size.width, numberOfLines).size;
   return FakeTextMetric::layout(text, font, size.width, numberOfLines).size;
-}
-
-std::vector<std::string> FakeLabel::lines() const {
-  double width = frame_.width;
-  if (styledText) return FakeTextMetric::layout(*styledText, width, numberOfLines).lines;
-  return FakeTextMetric::layout(text, font, width, numberOfLines).lines;
 }
 
 std::string FakeLabel::details() const {

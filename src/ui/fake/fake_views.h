@@ -18,7 +18,8 @@ std::string_view toString(FakeViewKind kind);
 // frame of another size resizes the subviews that grow with their superview.
 class FakeNode {
  public:
-  virtual ~FakeNode() = default;
+  // Subviews that live on lose their superview.
+  virtual ~FakeNode();
   virtual FakeViewKind kind() const = 0;
   virtual View& view() = 0;
 
@@ -35,8 +36,6 @@ class FakeNode {
     }
     return found;
   }
-  // The frame in the coordinates of the topmost superview.
-  Rect frameInRoot() const;
   // One line per view, indented by depth, for test failure messages.
   std::string tree(int depth = 0) const;
 
@@ -104,9 +103,6 @@ class FakeLabel final : public FakeViewOf<Label, FakeViewKind::label> {
     text = value.string();
   }
   Size sizeThatFits(Size size) const override;
-
-  // The lines the text breaks into at the label's current width.
-  std::vector<std::string> lines() const;
 
   std::string text;  // the styled text's characters when it is styled
   Font font = Font::system(17);
