@@ -36,6 +36,16 @@ struct ReplayOptions {
   bool json = false;
 };
 
+struct RenderOptions {
+  std::string screen;      // "page" or "info"
+  std::string campaignId;  // of the page
+  std::string kind;        // of the info view: error, update or empty
+  std::filesystem::path dataDir;
+  std::string size = "390x844";  // the screen, in points
+  std::optional<std::filesystem::path> png;
+  std::optional<std::filesystem::path> layout;  // the drawn view tree as JSON
+};
+
 // Each returns the process exit code.
 int runConfigure(const ConfigureOptions& options);
 int runRun(const RunOptions& options);
@@ -45,5 +55,6 @@ int runCampaigns(const std::filesystem::path& dataDir);
 int runBeacons(const std::filesystem::path& dataDir);
 int runRecordEvent(const RecordOptions& options);
 int runReplay(const ReplayOptions& options);
+int runRender(const RenderOptions& options);
 
 }  // namespace vicinix::host

@@ -1,5 +1,6 @@
 // vicinix-host: the reference host of the Vicinix SDK. It runs the SDK against
-// a backend, shows what the SDK stored and replays Bluetooth captures.
+// a backend, shows what the SDK stored, replays Bluetooth captures and draws
+// the SDK's screens offscreen.
 
 #include <CLI/CLI.hpp>
 
@@ -69,6 +70,28 @@ int main(int argc, char** argv) {
   replayCommand->add_flag("--json", replay.json, "One JSON object per line");
   addDataDir(replayCommand);
 
+  RenderOptions render;
+  auto* renderCommand = app.add_subcommand(
+      "render", "Draw a screen offscreen to a PNG file, and its view tree to JSON");
+  renderCommand->require_subcommand(1);
+  auto addRenderOutputs = [&](CLI::App* command) {
+    command->add_option("--size", render.size, "The screen in points, WIDTHxHEIGHT")
+        ->capture_default_str();
+    command->add_option("--png", render.png, "Where to write the picture");
+    command->add_option("--layout", render.layout, "Where to write the drawn view tree as JSON");
+    addDataDir(command);
+  };
+  auto* renderPage = renderCommand->add_subcommand(
+      "page", "A PAGE campaign's page, in the modal container as the SDK presents it");
+  renderPage->add_option("--campaign", render.campaignId, "The campaign's id")->required();
+  addRenderOutputs(renderPage);
+  auto* renderInfo =
+      renderCommand->add_subcommand("info", "An info view: the notice screens show instead");
+  renderInfo->add_option("--kind", render.kind, "error | update | empty")
+      ->required()
+      ->check(CLI::IsMember({"error", "update", "empty"}));
+  addRenderOutputs(renderInfo);
+
   CLI11_PARSE(app, argc, argv);
 
   if (*configureCommand) {
@@ -83,6 +106,11 @@ int main(int argc, char** argv) {
   if (*eventsCommand) return runEvents(dataDir);
   if (*campaignsCommand) return runCampaigns(dataDir);
   if (*beaconsCommand) return runBeacons(dataDir);
+  if (*renderCommand) {
+    render.screen = *renderPage ? "page" : "info";
+    render.dataDir = dataDir;
+    return runRender(render);
+  }
   if (*replayCommand) {
     replay.dataDir = dataDir;
     return runReplay(replay);

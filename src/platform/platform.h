@@ -52,7 +52,7 @@ struct Platform {
   std::shared_ptr<Application> application;
   std::shared_ptr<Log> log;
   // Null in a headless host: screens are then presented without views.
-  std::shared_ptr<Toolkit> toolkit;
+  std::shared_ptr<Toolkit> toolkit = nullptr;
   AppDirectories directories;
   DeviceInfo device;
 };

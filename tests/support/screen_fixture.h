@@ -18,9 +18,11 @@
 
 namespace vicinix::test {
 
-// A fake SDK with the fake toolkit installed, and campaign pages written
-// straight into the store so a test controls every sort index.
-class ScreenTest : public ::testing::Test {
+// A fake SDK with a toolkit installed (the fake one unless told otherwise),
+// and campaign pages written straight into the store so a test controls
+// every sort index.
+template <class Kit>
+class ScreenTestWith : public ::testing::Test {
  protected:
   struct Attr {
     std::string key;
@@ -28,7 +30,7 @@ class ScreenTest : public ::testing::Test {
     int64_t sortIndex = -1;  // -1: the attribute's place in the list
   };
 
-  std::shared_ptr<FakeToolkit> kit = std::make_shared<FakeToolkit>();
+  std::shared_ptr<Kit> kit = std::make_shared<Kit>();
   FakeSdk env{[this](Platform& platform) { platform.toolkit = kit; }};
 
   // Adds a block to a campaign; returns its attributes as stored.
@@ -91,5 +93,7 @@ class ScreenTest : public ::testing::Test {
  private:
   int blocks_ = 0;
 };
+
+using ScreenTest = ScreenTestWith<FakeToolkit>;
 
 }  // namespace vicinix::test

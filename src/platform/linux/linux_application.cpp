@@ -6,8 +6,10 @@
 
 namespace vicinix {
 
-LinuxApplication::LinuxApplication(std::shared_ptr<Log> log)
-    : log_(std::move(log)), root_(std::make_shared<HeadlessRootViewController>()) {}
+LinuxApplication::LinuxApplication(std::shared_ptr<Log> log, const std::string& desktopId)
+    : log_(std::move(log)),
+      launcherEntry_(desktopId),
+      root_(std::make_shared<HeadlessRootViewController>()) {}
 
 void LinuxApplication::openURL(const std::string& url) {
   // xdg-open would take "-..." for one of its options.

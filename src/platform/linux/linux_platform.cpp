@@ -76,7 +76,8 @@ Platform makeLinuxPlatform(const LinuxPlatformOptions& options) {
       .bluetooth = options.bluetooth.centralFactory(log),
       .notifications = std::make_shared<FreedesktopNotificationCenter>(options.appName),
       .images = std::make_shared<GdkPixbufImageCodec>(),
-      .application = std::make_shared<LinuxApplication>(log),
+      .application = std::make_shared<LinuxApplication>(
+          log, options.desktopId.empty() ? options.appName : options.desktopId),
       .log = log,
       .toolkit = nullptr,
       .directories = directories,

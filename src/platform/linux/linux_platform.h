@@ -15,6 +15,9 @@ struct LinuxPlatformOptions {
   std::filesystem::path appData;
   // The sender the desktop shows on notifications.
   std::string appName = "vicinix";
+  // The host's desktop entry, without ".desktop", which docks match the
+  // badge to; empty: the same as appName.
+  std::string desktopId = {};
   // Where the live Bluetooth centrals come from; see BluetoothSource::parse.
   BluetoothSource bluetooth = {};
 };

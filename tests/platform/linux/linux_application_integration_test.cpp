@@ -1,3 +1,4 @@
+#include <gio/gio.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -9,6 +10,7 @@
 #include "platform/fake/recording_log.h"
 #include "platform/linux/linux_application.h"
 #include "platform/linux/temporary_directory.h"
+#include "support/private_bus.h"
 
 namespace vicinix {
 namespace {
@@ -73,6 +75,95 @@ TEST(LinuxApplication, OpensAUrlWithXdgOpenAsOneArgumentWithoutAShellAndSaysWhyN
   EXPECT_EQ(lines[0], "not opening \"--help\": not a URL");
   EXPECT_EQ(lines[1], "not opening \"\": not a URL");
   EXPECT_EQ(lines[2].rfind("cannot open \"https://example.test\": ", 0), 0u) << lines[2];
+}
+
+struct LauncherUpdate {
+  std::string sender, path, uri;
+  int64_t count = -1;
+  bool visible = false;
+  bool operator==(const LauncherUpdate&) const = default;
+};
+
+void PrintTo(const LauncherUpdate& u, std::ostream* os) {
+  *os << u.uri << " count=" << u.count << " visible=" << u.visible;
+}
+
+// Listens for launcher-entry updates on the session bus, as a dock does.
+class Dock {
+ public:
+  Dock() {
+    connection_ = g_dbus_connection_new_for_address_sync(
+        std::getenv("DBUS_SESSION_BUS_ADDRESS"),
+        GDBusConnectionFlags(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                             G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, nullptr);
+    subscription_ = g_dbus_connection_signal_subscribe(
+        connection_, nullptr, "com.canonical.Unity.LauncherEntry", "Update", nullptr, nullptr,
+        G_DBUS_SIGNAL_FLAGS_NONE, &Dock::onUpdate, this, nullptr);
+    // Once the bus answers a later call, it has the match rule too.
+    GVariant* id = g_dbus_connection_call_sync(
+        connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, nullptr);
+    if (id != nullptr) g_variant_unref(id);
+  }
+  ~Dock() {
+    g_dbus_connection_signal_unsubscribe(connection_, subscription_);
+    g_object_unref(connection_);
+  }
+
+  // Waits up to 10 s for `count` updates in all.
+  const std::vector<LauncherUpdate>& waitFor(size_t count) {
+    for (int i = 0; i < 1000 && updates_.size() < count; ++i) {
+      while (g_main_context_iteration(nullptr, FALSE)) {
+      }
+      if (updates_.size() < count) std::this_thread::sleep_for(10ms);
+    }
+    return updates_;
+  }
+
+ private:
+  static void onUpdate(GDBusConnection*, const gchar* sender, const gchar* path, const gchar*,
+                       const gchar*, GVariant* parameters, gpointer data) {
+    LauncherUpdate update{sender, path, "", -1, false};
+    const gchar* uri = nullptr;
+    GVariant* properties = nullptr;
+    g_variant_get(parameters, "(&s@a{sv})", &uri, &properties);
+    update.uri = uri;
+    gboolean visible = FALSE;
+    gint64 count = -1;
+    g_variant_lookup(properties, "count", "x", &count);
+    g_variant_lookup(properties, "count-visible", "b", &visible);
+    update.count = count;
+    update.visible = visible;
+    g_variant_unref(properties);
+    static_cast<Dock*>(data)->updates_.push_back(update);
+  }
+
+  GDBusConnection* connection_ = nullptr;
+  guint subscription_ = 0;
+  std::vector<LauncherUpdate> updates_;
+};
+
+TEST(LinuxApplication, ShowsTheBadgeOnItsLauncherEntryWithTheLatestCount) {
+  test::PrivateBus bus;
+  Dock dock;
+  LinuxApplication application(nullptr, "shop-kiosk");
+
+  // Both before the bus is connected: only the latest is worth sending.
+  application.setApplicationIconBadgeNumber(3);
+  application.setApplicationIconBadgeNumber(5);
+  auto updates = dock.waitFor(1);
+  application.setApplicationIconBadgeNumber(0);
+  updates = dock.waitFor(2);
+
+  ASSERT_EQ(updates.size(), 2u);
+  EXPECT_EQ(updates[0].sender, updates[1].sender);
+  EXPECT_EQ(updates[0].path, updates[1].path);
+  EXPECT_EQ(updates[0].path.rfind("/com/canonical/unity/launcherentry/", 0), 0u);
+  const std::string uri = "application://shop-kiosk.desktop";
+  EXPECT_EQ(updates[0], (LauncherUpdate{updates[0].sender, updates[0].path, uri, 5, true}));
+  EXPECT_EQ(updates[1], (LauncherUpdate{updates[0].sender, updates[0].path, uri, 0, false}));
+  EXPECT_EQ(application.applicationIconBadgeNumber(), 0);
 }
 
 }  // namespace

@@ -1,0 +1,162 @@
+#include <QApplication>
+#include <QImage>
+#include <QPixmap>
+#include <QWidget>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <regex>
+
+#include "commands.h"
+#include "data/model/campaign_factory.h"
+#include "host_context.h"
+#include "platform/linux/linux_platform.h"
+#include "ui/qt/qt_toolkit.h"
+#include "ui/qt/qt_view_core.h"
+#include "ui/vicinix_appearance.h"
+#include "ui/vicinix_info_view.h"
+#include "ui/vicinix_navigation_view_controller.h"
+#include "ui/vicinix_page_view_controller.h"
+
+namespace vicinix::host {
+namespace {
+
+using namespace std::chrono_literals;
+
+// How long the pictures of a page may take to arrive before it is drawn without them.
+constexpr auto kPictureWait = 20s;
+
+struct Notice {
+  const char* picture;
+  const char* text;
+};
+
+// The notices as the screens word them.
+std::optional<Notice> noticeOf(const std::string& kind) {
+  if (kind == "error") return Notice{"campaignError", "Kampaň se nepodařilo načíst."};
+  if (kind == "update") {
+    return Notice{"updateState", "Aktualizujte prosím aplikaci pro obnovu všech funkcí"};
+  }
+  if (kind == "empty") return Notice{"noCampaignsIcon", "Žádné kampaně"};
+  return std::nullopt;
+}
+
+// A screen holding only an info view, on the theme's background.
+class NoticeScreen final : public ToolkitViewController {
+ public:
+  explicit NoticeScreen(Notice notice) : notice_(notice) {}
+
+  void viewDidLoad() override {
+    Toolkit& kit = *toolkit();
+    view()->setBackgroundColor(VicinixAppearance::backgroundColor());
+    VicinixInfoView info(kit, topDistance(), kit.resourceImage(notice_.picture), notice_.text);
+    view()->addSubview(info.view());
+  }
+  std::string description() const override { return std::string("notice ") + notice_.picture; }
+
+ private:
+  Notice notice_;
+};
+
+std::optional<Size> parseSize(const std::string& text) {
+  std::smatch match;
+  if (!std::regex_match(text, match, std::regex(R"((\d{1,5})x(\d{1,5}))"))) return std::nullopt;
+  Size size{std::stod(match[1]), std::stod(match[2])};
+  if (size.width < 1 || size.height < 1) return std::nullopt;
+  return size;
+}
+
+// Qt complains of a missing XDG_RUNTIME_DIR, which a render never uses, on
+// every run without a login session; everything else it says goes through.
+QtMessageHandler gQtHandler = nullptr;
+void quietQtMessages(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+  if (message.startsWith("QStandardPaths: ")) return;
+  if (gQtHandler != nullptr) {
+    gQtHandler(type, context, message);
+  } else {
+    std::cerr << message.toStdString() << "\n";
+  }
+}
+
+int fail(const std::string& message) {
+  std::cerr << "render: error: " << message << "\n";
+  return 2;
+}
+
+}  // namespace
+
+int runRender(const RenderOptions& options) {
+  std::optional<Size> size = parseSize(options.size);
+  if (!size) return fail("--size takes WIDTHxHEIGHT in points, such as 390x844");
+  if (!options.png && !options.layout)
+    return fail("nothing to write: give --png, --layout or both");
+  std::optional<Notice> notice;
+  if (options.screen == "info" && !(notice = noticeOf(options.kind))) {
+    return fail("--kind is error, update or empty");
+  }
+
+  // Drawn offscreen, so no display is needed and no window flashes up.
+  setenv("QT_QPA_PLATFORM", "offscreen", 1);
+  gQtHandler = qInstallMessageHandler(quietQtMessages);
+  static int argc = 1;
+  static char name[] = "vicinix-host";
+  static char* argv[] = {name, nullptr};
+  QApplication application(argc, argv);
+
+  Platform platform = makeLinuxPlatform({.appData = options.dataDir});
+  platform.toolkit = std::make_shared<QtToolkit>(*size);
+  HostContext context(std::move(platform), "", false);
+
+  // What the modal container shows: the screen under its bar with "Close".
+  std::shared_ptr<ToolkitViewController> screen;
+  if (notice) {
+    screen = std::make_shared<NoticeScreen>(*notice);
+  } else {
+    auto campaign = CampaignFactory::shared().find(options.campaignId);
+    if (!campaign) {
+      return fail("there is no campaign " + options.campaignId + " in " + options.dataDir.string());
+    }
+    if (campaign->type != "PAGE") {
+      return fail("campaign " + campaign->id + " is of type " + campaign->type +
+                  ", which has no page; only PAGE campaigns have one");
+    }
+    auto page = std::make_shared<VicinixPageViewController>();
+    page->campaign = *campaign;
+    screen = page;
+  }
+  auto container = std::make_shared<VicinixNavigationViewController>(screen);
+  container->addDismissButton();
+  // Loading draws the screen; appearing would only clear the application's badge.
+  const std::shared_ptr<View>& root = container->view();
+  QWidget* widget = QtViewCore::of(*root)->widget();
+  widget->show();
+
+  // Pictures that are not cached yet are fetched as the page draws.
+  if (!context.runUntil([&] { return context.http().inFlight() == 0; }, kPictureWait)) {
+    std::cerr << "render: warning: pictures still loading after " << kPictureWait.count()
+              << " s are drawn as placeholders\n";
+  }
+  QApplication::processEvents();
+
+  if (options.png) {
+    QImage image = widget->grab().toImage();
+    if (!image.save(QString::fromStdString(options.png->string()), "PNG")) {
+      std::cerr << "render: error: cannot write " << options.png->string() << "\n";
+      return 1;
+    }
+    std::cout << "render: wrote " << options.png->string() << " (" << image.width() << "x"
+              << image.height() << ")\n";
+  }
+  if (options.layout) {
+    std::ofstream file(*options.layout);
+    file << QtViewCore::of(*root)->describe().dump(2) << "\n";
+    if (!file.flush()) {
+      std::cerr << "render: error: cannot write " << options.layout->string() << "\n";
+      return 1;
+    }
+    std::cout << "render: wrote " << options.layout->string() << "\n";
+  }
+  return 0;
+}
+
+}  // namespace vicinix::host
