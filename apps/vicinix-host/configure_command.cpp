@@ -3,9 +3,7 @@
 #include "commands.h"
 #include "core/date_format.h"
 #include "core/vicinix_configurator.h"
-#include "data/model/database.h"
-#include "data/model/event_table.h"
-#include "data/model/realm_configurator.h"
+#include "data/model/event_factory.h"
 #include "events/event_manager.h"
 #include "host_context.h"
 #include "state_printer.h"
@@ -20,8 +18,7 @@ using namespace std::chrono_literals;
 constexpr auto kReplyTimeout = 65s;
 
 int64_t storedEventCount() {
-  auto database = Database::open(RealmConfigurator::vicinixConfiguration());
-  return database ? EventTable(*database).count() : 0;
+  return EventFactory::shared().count().value_or(0);
 }
 
 std::string backendProblem(HostContext& context) {

@@ -1,9 +1,14 @@
 // `vicinix-host run`: the SDK as a real host runs it, headless.
 
+#include <fcntl.h>
 #include <glib-unix.h>
 #include <signal.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <any>
+#include <cerrno>
+#include <cstring>
 #include <iostream>
 
 #include "campaigns/vicinix_notification_client.h"
@@ -13,8 +18,8 @@
 #include "core/notification_center.h"
 #include "core/vicinix.h"
 #include "data/model/event_factory.h"
-#include "data/model/event_table.h"
 #include "host_context.h"
+#include "platform/linux/capture/capture_file_reader.h"
 #include "platform/linux/capture/capture_replay_central.h"
 #include "platform/linux/linux_platform.h"
 
@@ -91,6 +96,38 @@ struct SignalWatch {
   }
 };
 
+// Takes the data directory for this process, whose exit (even a kill) gives
+// it back: two hosts on one directory would send the same events twice and
+// overwrite each other's settings. False, with the reason, when another host
+// has it.
+bool lockDataDirectory(const std::filesystem::path& dataDir, std::string& problem) {
+  std::error_code ignored;
+  std::filesystem::create_directories(dataDir, ignored);
+  const std::filesystem::path file = dataDir / "vicinix-host.lock";
+  int fd = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (fd < 0) {
+    problem = "cannot open " + file.string() + ": " + std::strerror(errno);
+    return false;
+  }
+  if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    char pid[32] = {};
+    ssize_t got = pread(fd, pid, sizeof pid - 1, 0);
+    std::string holder(pid, got > 0 ? static_cast<size_t>(got) : 0);
+    holder = holder.substr(0, holder.find('\n'));
+    problem = "another vicinix-host (pid " + (holder.empty() ? "unknown" : holder) +
+              ") is running on " + dataDir.string();
+    close(fd);
+    return false;
+  }
+  std::string pid = std::to_string(getpid()) + "\n";
+  if (ftruncate(fd, 0) != 0 || pwrite(fd, pid.data(), pid.size(), 0) < 0) {
+    problem = "cannot write " + file.string() + ": " + std::strerror(errno);
+    close(fd);
+    return false;
+  }
+  return true;  // the descriptor stays open, and the lock held, until exit
+}
+
 void printReplaySummary(const CaptureReplayCentral::Counts& counts) {
   std::cerr << "replay: " << counts.records << " records, " << counts.advertisingReports
             << " advertising reports, Eddystone UID " << counts.uidFrames << " EID "
@@ -120,13 +157,22 @@ int runRun(const RunOptions& options) {
     platformOptions.bluetooth = *source;
   }
 
+  if (!capture.empty()) {
+    // Found out now rather than by a host that runs on without a radio.
+    std::string error;
+    if (!CaptureFileReader::open(capture, error)) {
+      std::cerr << "run: error: cannot replay " << capture.string() << ": " << error << "\n";
+      return 2;
+    }
+  }
+  if (std::string problem; !lockDataDirectory(options.dataDir, problem)) {
+    std::cerr << "run: error: " << problem << "\n";
+    return 2;
+  }
+
   Platform platform = makeLinuxPlatform(platformOptions);
   auto progress = std::make_shared<CaptureReplayCentral::Progress>();
   if (!capture.empty()) {
-    if (!std::filesystem::is_regular_file(capture)) {
-      std::cerr << "run: error: no capture at " << capture.string() << "\n";
-      return 2;
-    }
     platform.bluetooth = CaptureReplayCentral::factory({.path = capture,
                                                         .clock = platform.clock,
                                                         .log = platform.log,
@@ -204,10 +250,9 @@ int runRun(const RunOptions& options) {
   Vicinix::applicationDidEnterBackground();
   // The store empties once the backend has taken the events; a refusal keeps
   // them for the next run.
-  Database* events = EventFactory::shared().realm();
   bool drained = context.runUntil(
       [&] {
-        return context.http().inFlight() == 0 && (!events || EventTable(*events).count() == 0);
+        return context.http().inFlight() == 0 && EventFactory::shared().count().value_or(0) == 0;
       },
       kUploadGrace);
   if (!capture.empty()) printReplaySummary(progress->counts());

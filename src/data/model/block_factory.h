@@ -1,13 +1,12 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "core/json_value.h"
 #include "data/model/block.h"
-#include "data/model/database.h"
+#include "data/model/database_handle.h"
 
 namespace vicinix {
 
@@ -22,22 +21,24 @@ class BlockFactory {
 
   // The stored block with `id`; with `create`, a new one stored first.
   std::optional<Block> find(const std::string& id, bool create = false);
-  // Imports one block object; a failed write is fatal.
+  // Imports one block object; nothing when it cannot be stored.
   std::optional<Block> createBlock(const JsonValue& json);
   // Fetches the picture of an IMAGE or VIDEO block into the image cache.
   void downloadImages(const Block& block);
   // Imports a campaign's block objects in order, numbered from 1, linked to
   // `campaignId`, then fetches their pictures. A block that cannot be created
-  // is skipped and takes no number; any other failed write is fatal.
+  // is skipped and takes no number. When the write fails as a whole nothing
+  // is imported: the blocks come again with the campaign's next refresh.
   void importBlocks(const std::vector<JsonValue>& blocks, const std::string& campaignId);
 
+  // The store's open database; null while it cannot be opened.
   Database* realm() { return realm_.get(); }
 
  private:
-  void fill(Block& block, const JsonValue& json);
+  void fill(Database& database, Block& block, const JsonValue& json);
 
   Sdk& sdk_;
-  std::unique_ptr<Database> realm_;
+  DatabaseHandle realm_;
 };
 
 }  // namespace vicinix
