@@ -2,6 +2,7 @@
 
 #include "commands.h"
 #include "core/date_format.h"
+#include "core/url.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/event_factory.h"
 #include "events/event_manager.h"
@@ -32,6 +33,10 @@ std::string backendProblem(HostContext& context) {
 }  // namespace
 
 int runConfigure(const ConfigureOptions& options) {
+  if (!Url::parse(options.endpoint)) {
+    std::cerr << "configure: error: " << options.endpoint << " is not a URL\n";
+    return 2;
+  }
   HostContext context(options.dataDir, options.endpoint, options.debug);
   const std::string updateKey(
       VicinixConfigurator::keyString(VicinixDefaultsKey::requiredSdkVersionUpdateDate));
@@ -59,11 +64,11 @@ int runConfigure(const ConfigureOptions& options) {
     return !context.http().lastTransportError().empty() ||
            !context.http().firstBackendError().empty();
   };
+  // Done once every exchange asked for has ended, whatever its reply held: a
+  // reply that came at once but was of no use has nothing more to wait for.
+  const int exchanges = expectVersion ? 2 : 1;
   context.runUntil(
-      [&] {
-        bool settled = failed() || (configured && (!expectVersion || versionAnswered()));
-        return settled && context.http().inFlight() == 0;
-      },
+      [&] { return context.http().completed() >= exchanges && context.http().inFlight() == 0; },
       kReplyTimeout);
 
   if (!configured || (expectVersion && !versionAnswered()) || failed()) {
@@ -91,7 +96,7 @@ int runConfigure(const ConfigureOptions& options) {
               << (expectedBatches == 1 ? " batch" : " batches") << "; " << after
               << " left in the store\n";
   }
-  std::cout << settingsJson().dump(2) << std::endl;
+  std::cout << printable(settingsJson()) << std::endl;
   return after == 0 ? 0 : 3;
 }
 

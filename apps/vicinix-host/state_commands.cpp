@@ -1,3 +1,5 @@
+#include <glib.h>
+
 #include <iostream>
 
 #include "commands.h"
@@ -33,7 +35,7 @@ int printRecords(const char* command, const std::filesystem::path& dataDir,
               << error.what() << "\n";
     return 4;
   }
-  std::cout << list.dump(2) << std::endl;
+  std::cout << printable(list) << std::endl;
   return 0;
 }
 
@@ -41,7 +43,7 @@ int printRecords(const char* command, const std::filesystem::path& dataDir,
 
 int runSettings(const std::filesystem::path& dataDir) {
   HostContext context(dataDir, "", false);
-  std::cout << settingsJson().dump(2) << std::endl;
+  std::cout << printable(settingsJson()) << std::endl;
   return 0;
 }
 
@@ -62,6 +64,13 @@ int runRecordEvent(const RecordOptions& options) {
   if (!type) {
     std::cerr << "record-event: error: unknown event type " << options.type << "\n";
     return 2;
+  }
+  // The backend only takes UTF-8 text; anything else could never be sent as it was typed.
+  for (const auto& text : {options.campaignId, options.beacon}) {
+    if (text && !g_utf8_validate(text->data(), static_cast<gssize>(text->size()), nullptr)) {
+      std::cerr << "record-event: error: --campaign-id and --beacon take UTF-8 text\n";
+      return 2;
+    }
   }
   HostContext context(options.dataDir, "", false);
   std::optional<Beacon> beacon;

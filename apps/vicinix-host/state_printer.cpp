@@ -142,4 +142,8 @@ nlohmann::ordered_json beaconsJson(Database& database) {
   return list;
 }
 
+std::string printable(const nlohmann::ordered_json& json) {
+  return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
 }  // namespace vicinix::host

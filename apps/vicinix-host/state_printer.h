@@ -1,6 +1,7 @@
 #pragma once
 
 #include <nlohmann/json.hpp>
+#include <string>
 
 #include "data/model/database.h"
 
@@ -14,5 +15,10 @@ nlohmann::ordered_json eventsJson(Database& database);
 // Every campaign with its blocks in sortIndex order, each with its attributes.
 nlohmann::ordered_json campaignsJson(Database& database);
 nlohmann::ordered_json beaconsJson(Database& database);
+
+// `json` indented for the terminal. Stored text that is not UTF-8 (an older
+// record, a hand-edited database) prints with U+FFFD in place of the bad
+// bytes instead of stopping the command.
+std::string printable(const nlohmann::ordered_json& json);
 
 }  // namespace vicinix::host

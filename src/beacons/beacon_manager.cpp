@@ -132,7 +132,11 @@ void BeaconManager::updateBeaconNotifications(const std::string& namespace_,
     Sdk& sdk = Sdk::current();
     JsonValue campaigns = reply ? (*reply)["data"]["sdkFetchPullNotifications"] : JsonValue();
     if (!campaigns.isArray()) {
-      sdk.debug("Campaign Error: " + (reply && !reply->isNull() ? reply->raw().dump() : "unknown"));
+      // The whole reply is printed: only build that text for someone reading it.
+      if (sdk.debugging()) {
+        sdk.debug("Campaign Error: " +
+                  (reply && !reply->isNull() ? reply->raw().dump() : "unknown"));
+      }
       return;
     }
     sdk.mainQueue().async([campaigns = campaigns.array(), beacon] {

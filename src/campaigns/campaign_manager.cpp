@@ -38,7 +38,10 @@ void CampaignManager::updateAllCampaigns(std::function<void()> completion) {
         Sdk& sdk = Sdk::current();
         JsonValue campaigns = reply ? (*reply)["data"]["sdkFetchCampaigns"] : JsonValue();
         if (!campaigns.isArray()) {
-          sdk.debug("Update campaigns Error: " + (reply ? reply->raw().dump() : "unknown"));
+          // The whole reply is printed: only build that text for someone reading it.
+          if (sdk.debugging()) {
+            sdk.debug("Update campaigns Error: " + (reply ? reply->raw().dump() : "unknown"));
+          }
         } else {
           CampaignFactory& factory = CampaignFactory::shared();
           for (const JsonValue& json : campaigns.array()) {

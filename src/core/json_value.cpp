@@ -11,6 +11,30 @@ const nlohmann::json& nullNode() {
   return null;
 }
 
+// Whether arrays and objects nest deeper than `limit` anywhere in `bytes`.
+// Only brackets outside strings count; malformed text is left to the parser.
+bool nestsDeeperThan(std::string_view bytes, int limit) {
+  int depth = 0;
+  bool inString = false;
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    char c = bytes[i];
+    if (inString) {
+      if (c == '\\') {
+        ++i;
+      } else if (c == '"') {
+        inString = false;
+      }
+    } else if (c == '"') {
+      inString = true;
+    } else if (c == '[' || c == '{') {
+      if (++depth > limit) return true;
+    } else if (c == ']' || c == '}') {
+      --depth;
+    }
+  }
+  return false;
+}
+
 }  // namespace
 
 JsonValue::JsonValue() : node_(&nullNode()) {}
@@ -22,6 +46,7 @@ JsonValue::JsonValue(std::shared_ptr<const nlohmann::json> root, const nlohmann:
     : root_(std::move(root)), node_(node) {}
 
 JsonValue JsonValue::parse(std::string_view bytes) {
+  if (nestsDeeperThan(bytes, kMaxDepth)) return JsonValue();
   auto document = nlohmann::json::parse(bytes, nullptr, /*allow_exceptions=*/false);
   if (document.is_discarded()) return JsonValue();
   return JsonValue(std::move(document));

@@ -14,9 +14,14 @@ namespace vicinix {
 // list for an array. Copies are cheap; they share the parsed document.
 class JsonValue {
  public:
+  // Deeper nesting than any reply the backend sends; printing or walking a
+  // document recurses once per level, so deeper ones are refused outright.
+  static constexpr int kMaxDepth = 256;
+
   JsonValue();  // null
   explicit JsonValue(nlohmann::json document);
-  // The parsed bytes, or a null value when they are not JSON.
+  // The parsed bytes, or a null value when they are not JSON or are nested
+  // deeper than kMaxDepth.
   static JsonValue parse(std::string_view bytes);
 
   JsonValue operator[](std::string_view key) const;

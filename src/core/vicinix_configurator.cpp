@@ -28,8 +28,9 @@ std::string key(Key k) {
   return std::string(VicinixConfigurator::keyString(k));
 }
 
-// GraphQL nulls and the like have no property-list form; such a theme cannot
-// be stored, as a theme with an unstorable value never could.
+// The theme as a property list. A GraphQL backend sends null for every unset
+// field; a null member is left out, so that key takes its default, rather
+// than the whole theme being refused because a property list has no null.
 std::optional<PlistValue> toPlist(const nlohmann::json& json, int depth = 0) {
   if (depth > 64) return std::nullopt;
   switch (json.type()) {
@@ -56,6 +57,7 @@ std::optional<PlistValue> toPlist(const nlohmann::json& json, int depth = 0) {
     case nlohmann::json::value_t::object: {
       PlistValue::Dictionary dictionary;
       for (const auto& [name, item] : json.items()) {
+        if (item.is_null()) continue;
         auto value = toPlist(item, depth + 1);
         if (!value) return std::nullopt;
         dictionary.emplace(name, std::move(*value));

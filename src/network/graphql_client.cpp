@@ -16,6 +16,47 @@ const char* boolText(bool value) {
   return value ? "true" : "false";
 }
 
+// Appends `value` as the inside of a GraphQL string literal. Identifiers, hex
+// namespaces and timestamps need no escape and pass unchanged, so the backend
+// sees the texts it always has; a stray quote or newline in an id can no
+// longer turn a whole upload batch into a syntax error.
+void appendLiteral(std::string& text, std::string_view value) {
+  for (char c : value) {
+    switch (c) {
+      case '"':
+        text += "\\\"";
+        break;
+      case '\\':
+        text += "\\\\";
+        break;
+      case '\n':
+        text += "\\n";
+        break;
+      case '\r':
+        text += "\\r";
+        break;
+      case '\t':
+        text += "\\t";
+        break;
+      default:
+        if (static_cast<unsigned char>(c) < 0x20) {
+          static constexpr char kHex[] = "0123456789ABCDEF";
+          text += "\\u00";
+          text += kHex[c >> 4];
+          text += kHex[c & 0xF];
+        } else {
+          text += c;
+        }
+    }
+  }
+}
+
+std::string literal(std::string_view value) {
+  std::string text;
+  appendLiteral(text, value);
+  return text;
+}
+
 }  // namespace
 
 const std::string GraphQLClient::campaignNotificationsQueryString =
@@ -41,19 +82,17 @@ std::string GraphQLClient::sdkConfigurationQuery() {
   return "{ sdkConfig { requiredIosSdkVersion }}";
 }
 
-// Spliced values are not escaped: the backend's identifiers never need it, and
-// the texts stay exactly what the backend has always received.
 std::string GraphQLClient::notificationQuery(const Beacon& beacon) {
-  return "{sdkFetchPullNotifications(beaconNamespace: \"" + beacon.namespace_ +
-         "\", beaconInstance:\"" + beacon.instance + "\") " + campaignNotificationsQueryString +
-         "}";
+  return "{sdkFetchPullNotifications(beaconNamespace: \"" + literal(beacon.namespace_) +
+         "\", beaconInstance:\"" + literal(beacon.instance) + "\") " +
+         campaignNotificationsQueryString + "}";
 }
 
 std::string GraphQLClient::notificationsQuery(const std::vector<Campaign>& campaigns) {
   std::string text = "{sdkFetchCampaigns(ids:[";
   for (const auto& campaign : campaigns) {
     text += "\"";
-    text += campaign.id;
+    appendLiteral(text, campaign.id);
     text += "\", ";
   }
   text += "]) ";
@@ -69,13 +108,13 @@ std::string GraphQLClient::logMutation(const std::vector<Event>& events) {
     text += "{eventType:";
     text += event.type;
     text += ", timestamp:\"";
-    text += event.timestamp;
+    appendLiteral(text, event.timestamp);
     text += "\", beaconNamespace:\"";
-    text += event.beaconNamespace.value_or("");
+    appendLiteral(text, event.beaconNamespace.value_or(""));
     text += "\", beaconInstance:\"";
-    text += event.beaconInstance.value_or("");
+    appendLiteral(text, event.beaconInstance.value_or(""));
     text += "\", campaignId:\"";
-    text += event.campaignId.value_or("");
+    appendLiteral(text, event.campaignId.value_or(""));
     text += "\", hasBluetoothTurnedOn: ";
     text += boolText(event.hasBluetoothTurnedOn);
     text += ", hasInternetConnection: ";
@@ -147,13 +186,10 @@ std::optional<HttpRequest> GraphQLClient::graphQLRequest(
             {"has-notification-permission", boolText(VicinixConfigurator::notificationAllowed())},
         });
   }
-  try {
-    request.body = nlohmann::json(query).dump();
-  } catch (const nlohmann::json::exception&) {
-    // Text that is not UTF-8 has no JSON form.
-    sdk.debug("Error: cannot create JSON from query");
-    return std::nullopt;
-  }
+  // Bytes that are not UTF-8 have no JSON form and go as U+FFFD: refusing the
+  // body would hold an event that carries them, and its whole batch, back for ever.
+  request.body =
+      nlohmann::json(query).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
   return request;
 }
 

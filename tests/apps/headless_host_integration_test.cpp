@@ -165,6 +165,49 @@ TEST_F(HeadlessHostTest, ABeaconLeadsToCampaignsNotificationsAndUploadedEvents) 
   EXPECT_GE(types.count("APP_CLOSED"), 1u);
 }
 
+// The start uploads what an earlier run left, then records its own
+// installation and app-started events: the accepted reply must not delete
+// those unsent. Across two runs every recorded event reaches the backend once.
+TEST_F(HeadlessHostTest, EveryEventArrivesExactlyOnceAcrossRuns) {
+  std::set<std::string> left;
+  auto leave = [&](const std::string& prefix) {
+    for (int n = 0; n < 25; ++n) {
+      std::string id = prefix + std::to_string(n);
+      ASSERT_EQ(test::runCommand(std::string(VICINIX_HOST_BINARY) +
+                                 " record-event --type APP_STARTED --campaign-id " + id +
+                                 " --data-dir " + dataDir.string())
+                    .exitCode,
+                0);
+      left.insert(id);
+    }
+  };
+  for (const char* run : {"first-", "second-"}) {
+    leave(run);
+    test::HostProcess host(runArguments({"--duration", "3"}));
+    ASSERT_EQ(host.wait(60s), 0) << host.out() << host.err();
+    EXPECT_TRUE(inspect("events").empty()) << run;
+  }
+
+  std::multiset<std::string> types;
+  std::multiset<std::string> leftover;
+  std::set<std::string> distinct;
+  json received = backend.events();
+  for (const auto& event : received) {
+    types.insert(event["eventType"].get<std::string>());
+    if (event["campaignId"].is_string() && left.count(event["campaignId"])) {
+      leftover.insert(event["campaignId"].get<std::string>());
+    }
+    json sent = event;
+    sent.erase("receivedAt");
+    distinct.insert(sent.dump());
+  }
+  EXPECT_EQ(leftover, std::multiset<std::string>(left.begin(), left.end()));
+  EXPECT_EQ(types.count("NEW_INSTALLATION"), 1u) << received.dump(1);
+  EXPECT_EQ(types.count("APP_STARTED"), left.size() + 2) << "each run's own, once";
+  EXPECT_EQ(types.count("APP_CLOSED"), 2u);
+  EXPECT_EQ(distinct.size(), received.size()) << "nothing arrived twice";
+}
+
 TEST_F(HeadlessHostTest, TheKillSwitchStopsDetection) {
   backend.admin("state", {{"sdkConfig", {{"requiredIosSdkVersion", 1}}}});
   test::HostProcess host(runArguments({"--duration", "4"}));

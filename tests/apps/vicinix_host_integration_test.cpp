@@ -1,10 +1,13 @@
 // vicinix-host as an integrator runs it, against the reference backend.
 
+#include <SQLiteCpp/Database.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "support/backend_process.h"
 #include "support/damaged_database.h"
@@ -77,6 +80,54 @@ TEST_F(VicinixHostTest, ConfigureFailsClearlyWhenTheBackendCannotBeUsed) {
   auto refused = host("configure --app-key wrong-key --endpoint " + backend.endpoint());
   EXPECT_NE(refused.exitCode, 0);
   EXPECT_NE(refused.err.find("Unknown application key"), std::string::npos) << refused.err;
+}
+
+// Text that once cost events: a quote in an id made its batch a syntax error,
+// which the other batch's acceptance then deleted unsent; bytes that are not
+// UTF-8 stopped the inspection commands and could never be uploaded.
+TEST_F(VicinixHostTest, OddTextIsSentAsItIsAndNothingIsLost) {
+  test::BackendProcess backend;
+  std::multiset<std::string> ids;
+  for (int n = 0; n < 24; ++n) {
+    std::string id = n == 5 ? R"(say "hi" \ now)" : "c" + std::to_string(n);
+    ASSERT_EQ(host("record-event --type APP_STARTED --campaign-id '" + id + "'").exitCode, 0);
+    ids.insert(id);
+  }
+  auto refused = host(R"sh(record-event --type APP_STARTED --campaign-id "$(printf 'a\377')")sh");
+  EXPECT_NE(refused.exitCode, 0);
+  EXPECT_NE(refused.err.find("UTF-8"), std::string::npos) << refused.err;
+
+  // What an older version could store: it prints and uploads with U+FFFD.
+  {
+    SQLite::Database database((dataDir / "Library/Vicinix/Realm/vicinix.realm").string(),
+                              SQLite::OPEN_READWRITE);
+    database.exec("UPDATE event SET campaign_id = CAST(X'61FF' AS TEXT) WHERE campaign_id = 'c23'");
+  }
+  ids.erase("c23");
+  ids.insert("a\xEF\xBF\xBD");
+  auto listed = host("events");
+  ASSERT_EQ(listed.exitCode, 0) << listed.err;
+  EXPECT_EQ(nlohmann::json::parse(listed.out)[23]["campaignId"], "a\xEF\xBF\xBD");
+
+  auto result = host("configure --app-key demo-app-key --endpoint " + backend.endpoint());
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_NE(result.err.find("uploaded 24 events in 2 batches; 0 left"), std::string::npos)
+      << result.err;
+  std::multiset<std::string> received;
+  for (const auto& event : backend.events())
+    received.insert(event["campaignId"].get<std::string>());
+  EXPECT_EQ(received, ids);
+}
+
+// A reply that arrives at once but is of no use ends the command at once.
+TEST_F(VicinixHostTest, ConfigureEndsWithItsExchanges) {
+  test::BackendProcess backend;
+  backend.admin("fault", {{"mode", "notJson"}});
+  auto start = std::chrono::steady_clock::now();
+  auto result = host("configure --app-key demo-app-key --endpoint " + backend.endpoint());
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+  EXPECT_NE(result.exitCode, 0);
+  EXPECT_NE(result.err.find("the backend gave no usable answer"), std::string::npos) << result.err;
 }
 
 TEST_F(VicinixHostTest, FreshInstallationReadsAsDefaults) {

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <string>
+
+#include "platform/fake/exchange_driver.h"
 
 namespace vicinix {
 namespace {
@@ -34,6 +37,32 @@ TEST(JsonValueTest, BytesThatAreNotJsonGiveNull) {
   for (const char* bytes : {"", "this is not json", "{\"a\":", "[1,2", "\xff\xfe"}) {
     EXPECT_TRUE(JsonValue::parse(bytes).isNull()) << bytes;
   }
+}
+
+// A reply nested 60,000 arrays deep once killed the host at every start:
+// printing it for a diagnostic recursed once per level. Nesting past the
+// bound is not JSON to the SDK, so every handler takes its no-reply path,
+// whether debugging or not.
+TEST(JsonValueTest, DeepNestingIsNotJsonAndNoHandlerFallsOverIt) {
+  auto nested = [](size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); };
+  EXPECT_TRUE(JsonValue::parse(nested(JsonValue::kMaxDepth)).isArray());
+  EXPECT_TRUE(JsonValue::parse(nested(JsonValue::kMaxDepth + 1)).isNull());
+  std::string brackets(1000, '[');
+  EXPECT_EQ(JsonValue::parse(R"({"a":")" + brackets + R"(\"{"})")["a"].string(), brackets + "\"{")
+      << "brackets inside strings do not nest";
+
+  FakeSdk env;
+  ExchangeDriver driver(env);
+  using Exchange = ExchangeDriver::Exchange;
+  for (bool debugging : {false, true}) {
+    env.sdk().setDebugging(debugging);
+    for (Exchange exchange :
+         {Exchange::configuration, Exchange::sdkConfiguration, Exchange::pullNotifications,
+          Exchange::campaignRefresh, Exchange::eventUpload}) {
+      driver.run(exchange, R"({"data":)" + nested(60000) + "}");
+    }
+  }
+  EXPECT_EQ(env.http->requests().size(), 12u) << "configure asks twice, the rest once each, twice";
 }
 
 TEST(JsonValueTest, ChildrenOutliveTheirParentValue) {

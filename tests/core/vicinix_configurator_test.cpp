@@ -7,6 +7,7 @@
 #include "core/property_list.h"
 #include "platform/fake/fake_sdk.h"
 #include "support/graphql_responder.h"
+#include "support/scoped_time_zone.h"
 #include "ui/vicinix_appearance.h"
 
 namespace vicinix {
@@ -90,6 +91,20 @@ TEST_F(VicinixConfiguratorTest, RealReplyIsAppliedAndRequiredVersionAskedFiftyMi
   EXPECT_EQ(env.defaults->date(kUpdateDateKey), env.time->now());
 }
 
+// A GraphQL backend answers null for every unset theme field: those keys take
+// their defaults and the rest of the theme is kept.
+TEST_F(VicinixConfiguratorTest, NullThemeFieldsTakeTheirDefaults) {
+  VicinixConfigurator::parseAppConfiguration(JsonValue::parse(R"({"data":{"sdkApplicationConfig":{
+      "theme":{"spacing":8.5,"textColor":null,"titleFontSize":null,"primaryColor":"#00FF00"}}}})"));
+  EXPECT_EQ(VicinixAppearance::spacing(), 8.5);
+  EXPECT_EQ(VicinixAppearance::titleFontSize(), 24.0);
+  EXPECT_EQ(VicinixAppearance::buttonColor(), (Color{0, 1, 0, 1}));
+  auto stored = VicinixAppearance::loadTheme();
+  auto* theme = std::get_if<PlistValue::Dictionary>(&stored);
+  ASSERT_NE(theme, nullptr);
+  EXPECT_EQ(theme->size(), 2u) << "only spacing and primaryColor are stored";
+}
+
 // The default freshness is a day, inclusive; a configured period replaces it.
 TEST_F(VicinixConfiguratorTest, RequiredVersionIsAskedOnlyWhenStale) {
   answer();
@@ -125,6 +140,7 @@ TEST_F(VicinixConfiguratorTest, GateClosesAtOneAndReopensAtZero) {
 }
 
 TEST_F(VicinixConfiguratorTest, DailyLimitCountsPerLocalDay) {
+  test::ScopedTimeZone prague("Europe/Prague");
   env.defaults->setInteger("VicinixTodaysNotificationCountDefaultsKey", 50);
   EXPECT_FALSE(VicinixConfigurator::reachedNotificationLimit()) << "limit 0 means none";
 

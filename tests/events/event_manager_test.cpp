@@ -68,7 +68,9 @@ TEST_F(EventManagerTest, OnlyAStringReplyClearsTheStore) {
   EXPECT_EQ(std::count(lines.begin(), lines.end(), "Events logged sucessfully..."), 1);
 }
 
-TEST_F(EventManagerTest, FirstAcceptedBatchClearsEventsRecordedMeanwhile) {
+// An accepted batch deletes every event the upload read, those of a refused
+// batch included, but never one recorded after the read: it was not sent.
+TEST_F(EventManagerTest, AnAcceptedUploadDeletesWhatItReadAndNothingRecordedSince) {
   record(25);
   int replies = 0;
   env.http->setResponder([&](const HttpRequest&) {
@@ -79,9 +81,18 @@ TEST_F(EventManagerTest, FirstAcceptedBatchClearsEventsRecordedMeanwhile) {
                                              : R"({"data":{"sdkCreateLog":"OK"}})"};
   });
   EventManager::logAllEvents([] {});
+  EventFactory::shared().create(EventType::newInstallation);  // as the start does
   env.time->advance(milliseconds(10));
-  record(1);
-  EXPECT_EQ(stored(), 26) << "a refused first batch clears nothing";
+  EventFactory::shared().create(EventType::notification, "c1");  // while batches are in flight
+  EXPECT_EQ(stored(), 27) << "a refused first batch deletes nothing";
+  env.time->advance(milliseconds(50));
+  auto left = EventTable(*EventFactory::shared().realm()).all();
+  ASSERT_EQ(left.size(), 2u);
+  EXPECT_EQ(left[0].type, "NEW_INSTALLATION");
+  EXPECT_EQ(left[1].campaignId, "c1");
+
+  // The next upload sends them, and they go too.
+  EventManager::logAllEvents([] {});
   env.time->advance(milliseconds(50));
   EXPECT_EQ(stored(), 0);
 }

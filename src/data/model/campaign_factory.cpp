@@ -50,8 +50,10 @@ std::optional<Campaign> CampaignFactory::parse(const JsonValue& json) {
     campaign->cooldown = readInteger(json["cooldown"]);
     if (campaign->type != customEndpointType) importContent(database, *campaign, json);
     table.addOrUpdate(*campaign);
-    sdk_.debug("Campaign \"" + campaign->notificationTitle + "\", " + campaign->type + ", (" +
-               campaign->id + ") updated.");
+    if (sdk_.debugging()) {
+      sdk_.debug("Campaign \"" + campaign->notificationTitle + "\", " + campaign->type + ", (" +
+                 campaign->id + ") updated.");
+    }
   });
   // A failed write still hands back what was read, as the caller asked for it.
   if (!isActive) return std::nullopt;

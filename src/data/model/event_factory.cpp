@@ -85,4 +85,9 @@ size_t EventFactory::unsavedCount() {
   return unsaved_.size();
 }
 
+void EventFactory::deleteEvents(const std::vector<std::string>& ids) {
+  if (ids.empty()) return;
+  realm_.write([&](Database& database) { EventTable(database).remove(ids); });
+}
+
 }  // namespace vicinix

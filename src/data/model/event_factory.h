@@ -27,6 +27,8 @@ class EventFactory {
   void create(EventType type, const std::optional<std::string>& campaignId = std::nullopt,
               const Beacon* beacon = nullptr);
   void deleteAllEvents();
+  // Deletes the events with these ids, as one write; a failure is only printed.
+  void deleteEvents(const std::vector<std::string>& ids);
   // Every stored event in the order recorded, those waiting in memory written
   // first when they can be; nothing when the database cannot be read.
   std::optional<std::vector<Event>> allEvents();

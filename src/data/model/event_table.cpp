@@ -59,6 +59,15 @@ void EventTable::removeAll() {
   database_.statement("DELETE FROM event").exec();
 }
 
+void EventTable::remove(const std::vector<std::string>& ids) {
+  auto guard = database_.lock();
+  for (const std::string& id : ids) {
+    auto& remove = database_.statement("DELETE FROM event WHERE id = ?1");
+    remove.bind(1, id);
+    remove.exec();
+  }
+}
+
 int64_t EventTable::count() {
   auto guard = database_.lock();
   auto& query = database_.statement("SELECT count(*) FROM event");

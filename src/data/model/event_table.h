@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "data/model/database.h"
@@ -17,6 +18,7 @@ class EventTable {
   void add(const Event& event);
   std::vector<Event> all();  // in the order they were recorded
   void removeAll();
+  void remove(const std::vector<std::string>& ids);  // ids not stored are skipped
   int64_t count();
 
  private:

@@ -5,6 +5,7 @@
 
 #include "data/model/event_table.h"
 #include "platform/fake/fake_sdk.h"
+#include "support/scoped_time_zone.h"
 
 namespace vicinix {
 namespace {
@@ -14,6 +15,7 @@ class EventFactoryTest : public ::testing::Test {
   void SetUp() override { ASSERT_NE(factory_.realm(), nullptr); }
   std::vector<Event> recorded() { return EventTable(*factory_.realm()).all(); }
 
+  test::ScopedTimeZone prague_{"Europe/Prague"};
   FakeSdk env_;
   EventFactory& factory_ = EventFactory::shared();
 };
