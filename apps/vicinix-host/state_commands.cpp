@@ -31,8 +31,8 @@ int printRecords(const char* command, const std::filesystem::path& dataDir,
     Database database({.fileURL = file, .readOnly = true});
     list = records(database);
   } catch (const std::exception& error) {
-    std::cerr << command << ": error: unreadable database " << file.string() << ": "
-              << error.what() << "\n";
+    std::cerr << command << ": error: unreadable database " << file.string() << ": " << error.what()
+              << "\n";
     return 4;
   }
   std::cout << printable(list) << std::endl;

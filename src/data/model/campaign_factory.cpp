@@ -61,8 +61,7 @@ std::optional<Campaign> CampaignFactory::parse(const JsonValue& json) {
 }
 
 // Inside parse()'s write: everything a CUSTOM_ENDPOINT campaign keeps as it was.
-void CampaignFactory::importContent(Database& database, Campaign& campaign,
-                                    const JsonValue& json) {
+void CampaignFactory::importContent(Database& database, Campaign& campaign, const JsonValue& json) {
   campaign.listTitle = readText(json["listTitle"]);
   campaign.listText = readText(json["listText"]);
   campaign.detailURLPath = readText(json["detailUrl"]);
