@@ -18,10 +18,6 @@ using namespace std::chrono_literals;
 // reported by the client and not cut short here.
 constexpr auto kReplyTimeout = 65s;
 
-int64_t storedEventCount() {
-  return EventFactory::shared().count().value_or(0);
-}
-
 std::string backendProblem(HostContext& context) {
   if (!context.http().lastTransportError().empty()) return context.http().lastTransportError();
   if (!context.http().firstBackendError().empty()) {
@@ -81,14 +77,21 @@ int runConfigure(const ConfigureOptions& options) {
             << (expectVersion ? " (answered now)" : " (still fresh)") << "; SDK "
             << (VicinixConfigurator::sdkEnabled() ? "enabled" : "disabled by the backend") << "\n";
 
-  int64_t before = storedEventCount();
+  auto stored = EventFactory::shared().count();
+  if (!stored) {
+    std::cerr << "configure: error: the database under " << options.dataDir.string()
+              << " cannot be read; no events uploaded\n";
+    std::cout << printable(settingsJson()) << std::endl;
+    return 3;
+  }
+  int64_t before = *stored;
   int batches = 0;
   int expectedBatches = before == 0 ? 1 : static_cast<int>((before + 19) / 20);
   EventManager::logAllEvents([&batches] { ++batches; });
   context.runUntil([&] { return batches >= expectedBatches && context.http().inFlight() == 0; },
                    kReplyTimeout);
   context.runFor(20ms);  // the store is cleared in a task after the reply
-  int64_t after = storedEventCount();
+  int64_t after = EventFactory::shared().count().value_or(before);
   if (before == 0) {
     std::cerr << "configure: no stored events to upload\n";
   } else {

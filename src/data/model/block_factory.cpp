@@ -78,6 +78,7 @@ void BlockFactory::importBlocks(const std::vector<JsonValue>& blocks,
                                 const std::string& campaignId) {
   std::vector<Block> imported;
   auto error = realm_.write([&](Database& database) {
+    imported.clear();  // a write may be tried twice
     BlockTable table(database);
     SQLite::Database& connection = database.connection();
     int64_t sortIndex = 1;

@@ -71,7 +71,8 @@ std::optional<std::string> DatabaseHandle::write(const std::function<void(Databa
   return error;
 }
 
-std::optional<std::string> DatabaseHandle::use(const std::function<void(Database&)>& work) {
+std::optional<std::string> DatabaseHandle::use(const std::function<void(Database&)>& work,
+                                               bool again) {
   std::lock_guard lock(file_.mutex);
   Database* database = open();
   if (database == nullptr) return "the database cannot be used now";
@@ -87,7 +88,11 @@ std::optional<std::string> DatabaseHandle::use(const std::function<void(Database
   if (!failure) return std::nullopt;
   if (isCorrupt(failure->code)) {
     database_.reset();
-    if (!setAside(failure->reason)) fail(failure->reason);
+    if (!setAside(failure->reason)) {
+      fail(failure->reason);
+    } else if (again) {
+      return use(work, false);  // the same work, on the fresh file
+    }
   } else if (failure->code == SQLITE_BUSY || failure->code == SQLITE_LOCKED) {
     // Another process writing: the connection is fine, the next use waits again.
     report(failure->reason);

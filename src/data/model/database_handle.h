@@ -21,8 +21,9 @@ class Sdk;
 // a later use, at most once every retryInterval of the SDK's clock, and
 // reported once on the system log. A file SQLite reports as corrupt, when
 // opened or on any later read or write, is kept aside as
-// "vicinix.realm.corrupt-<time>" with its -wal and -shm, and every store moves
-// to a fresh one. No database error leaves this class.
+// "vicinix.realm.corrupt-<time>" with its -wal and -shm, every store moves to
+// a fresh one, and the read or write that found the damage is done again
+// there. No database error leaves this class.
 class DatabaseHandle {
  public:
   static constexpr std::chrono::seconds retryInterval{5};
@@ -49,7 +50,7 @@ class DatabaseHandle {
  private:
   struct File;
 
-  std::optional<std::string> use(const std::function<void(Database&)>& work);
+  std::optional<std::string> use(const std::function<void(Database&)>& work, bool again = true);
   Database* open();
   // Closed for retryInterval, and reported.
   void fail(const std::string& reason);
