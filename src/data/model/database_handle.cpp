@@ -53,9 +53,7 @@ bool isCorrupt(int code) {
 DatabaseHandle::DatabaseHandle(Sdk& sdk)
     : sdk_(sdk),
       file_(sdk.shared<File>()),
-      configuration_(RealmConfigurator::vicinixConfiguration()) {
-  get();
-}
+      configuration_(RealmConfigurator::vicinixConfiguration()) {}
 
 Database* DatabaseHandle::get() {
   std::lock_guard lock(file_.mutex);
@@ -122,8 +120,8 @@ Database* DatabaseHandle::open() {
     fail(failure->reason);
     return nullptr;
   }
-  file_.retryAt.reset();
-  recovered();
+  // A first open while another writer holds the file proves nothing yet.
+  if (std::exchange(file_.retryAt, std::nullopt)) recovered();
   return database_.get();
 }
 

@@ -28,6 +28,8 @@ class DatabaseHandle {
  public:
   static constexpr std::chrono::seconds retryInterval{5};
 
+  // Opens nothing yet: the file is opened on first use, outside the lock
+  // that guards the making of the SDK's shared instances.
   explicit DatabaseHandle(Sdk& sdk);
   DatabaseHandle(const DatabaseHandle&) = delete;
   DatabaseHandle& operator=(const DatabaseHandle&) = delete;
