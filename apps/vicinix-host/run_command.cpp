@@ -6,6 +6,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <any>
 #include <cerrno>
 #include <cstring>
@@ -249,12 +250,26 @@ int runRun(const RunOptions& options) {
   std::cout << "lifecycle: shutting down" << std::endl;
   Vicinix::applicationDidEnterBackground();
   // The store empties once the backend has taken the events; a refusal keeps
-  // them for the next run.
-  bool drained = context.runUntil(
-      [&] {
-        return context.http().inFlight() == 0 && EventFactory::shared().count().value_or(0) == 0;
-      },
-      kUploadGrace);
+  // them for the next run. An upload deletes only what it read, so events
+  // recorded meanwhile (a campaign reply still on its way) go in another one.
+  EventFactory& events = EventFactory::shared();
+  auto recordedBy = [&](Date read) {
+    auto stored = events.allEvents();
+    return stored && std::ranges::any_of(*stored, [read](const Event& event) {
+             return event.created <= read;
+           });
+  };
+  bool drained = false;
+  auto deadline = std::chrono::steady_clock::now() + kUploadGrace;
+  while (!drained && std::chrono::steady_clock::now() < deadline) {
+    Date read = context.sdk().clock().now();
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    context.runUntil([&] { return context.http().inFlight() == 0 && !recordedBy(read); }, left);
+    // A database that cannot be read has nothing more to send.
+    drained = events.count().value_or(0) == 0;
+    if (!drained && !recordedBy(read)) Vicinix::logEvents(nullptr);
+  }
   if (!capture.empty()) printReplaySummary(progress->counts());
   if (!drained) std::cerr << "run: events not uploaded within 5 s; they stay stored\n";
   return 0;

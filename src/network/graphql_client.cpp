@@ -21,7 +21,12 @@ const char* boolText(bool value) {
 // sees the texts it always has; a stray quote or newline in an id can no
 // longer turn a whole upload batch into a syntax error.
 void appendLiteral(std::string& text, std::string_view value) {
-  for (char c : value) {
+  size_t plain = 0;  // start of the run not yet copied
+  for (size_t i = 0; i < value.size(); ++i) {
+    unsigned char c = value[i];
+    if (c >= 0x20 && c != '"' && c != '\\') continue;
+    text.append(value.substr(plain, i - plain));
+    plain = i + 1;
     switch (c) {
       case '"':
         text += "\\\"";
@@ -39,16 +44,13 @@ void appendLiteral(std::string& text, std::string_view value) {
         text += "\\t";
         break;
       default:
-        if (static_cast<unsigned char>(c) < 0x20) {
-          static constexpr char kHex[] = "0123456789ABCDEF";
-          text += "\\u00";
-          text += kHex[c >> 4];
-          text += kHex[c & 0xF];
-        } else {
-          text += c;
-        }
+        static constexpr char kHex[] = "0123456789ABCDEF";
+        text += "\\u00";
+        text += kHex[c >> 4];
+        text += kHex[c & 0xF];
     }
   }
+  text.append(value.substr(plain));
 }
 
 std::string literal(std::string_view value) {

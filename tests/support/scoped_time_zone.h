@@ -3,34 +3,27 @@
 #include <stdlib.h>
 #include <time.h>
 
-#include <optional>
 #include <string>
 
 namespace vicinix::test {
 
-// Puts the process in time zone `zone` (an Olson name) for the object's
-// lifetime, so a test about local days and offsets reads the same wherever
-// and however it runs.
+// The process's local time zone is `zone` (an Olson name) for the object's
+// lifetime, so a test of local days and offsets reads the same in any zone.
 class ScopedTimeZone {
  public:
-  explicit ScopedTimeZone(const char* zone) {
-    if (const char* current = getenv("TZ")) previous_ = current;
+  explicit ScopedTimeZone(const char* zone)
+      : had_(getenv("TZ") != nullptr), previous_(had_ ? getenv("TZ") : "") {
     setenv("TZ", zone, 1);
     tzset();
   }
   ~ScopedTimeZone() {
-    if (previous_) {
-      setenv("TZ", previous_->c_str(), 1);
-    } else {
-      unsetenv("TZ");
-    }
+    had_ ? setenv("TZ", previous_.c_str(), 1) : unsetenv("TZ");
     tzset();
   }
-  ScopedTimeZone(const ScopedTimeZone&) = delete;
-  ScopedTimeZone& operator=(const ScopedTimeZone&) = delete;
 
  private:
-  std::optional<std::string> previous_;
+  bool had_;
+  std::string previous_;
 };
 
 }  // namespace vicinix::test
