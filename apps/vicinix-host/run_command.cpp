@@ -255,9 +255,8 @@ int runRun(const RunOptions& options) {
   EventFactory& events = EventFactory::shared();
   auto recordedBy = [&](Date read) {
     auto stored = events.allEvents();
-    return stored && std::ranges::any_of(*stored, [read](const Event& event) {
-             return event.created <= read;
-           });
+    return stored && std::ranges::any_of(
+                         *stored, [read](const Event& event) { return event.created <= read; });
   };
   bool drained = false;
   auto deadline = std::chrono::steady_clock::now() + kUploadGrace;
