@@ -14,9 +14,10 @@
 
 namespace vicinix {
 
-// One connection to the SDK's database file, in WAL mode. Each store owns its
-// own. Records live in five tables (beacon, campaign, block, attribute,
-// event); links are id columns and inverse links are queries in rowid order.
+// One connection to the SDK's database file, in WAL mode. Each store's
+// DatabaseHandle holds its own. Records live in five tables (beacon,
+// campaign, block, attribute, event); links are id columns and inverse links
+// are queries in rowid order.
 // A connection may be reached from several queues: write() and every table
 // call hold lock() while they use it.
 class Database {

@@ -17,10 +17,10 @@ class Sdk;
 // A store's handle on the SDK's database file, which keeps the store working
 // whatever becomes of the file. Rather than leave a store without a database
 // for the rest of the process, a file that cannot be opened (a read-only
-// directory, a lock another process holds, a damaged file) is opened again on
-// a later use, at most once every retryInterval of the SDK's clock, and
-// reported once on the system log. A file SQLite reports as corrupt, when
-// opened or on any later read or write, is kept aside as
+// directory, a lock another process holds, the schema of a newer SDK) is
+// opened again on a later use, at most once every retryInterval of the SDK's
+// clock, and reported once on the system log. A file SQLite reports as
+// corrupt, when opened or on any later read or write, is kept aside as
 // "vicinix.realm.corrupt-<time>" with its -wal and -shm, every store moves to
 // a fresh one, and the read or write that found the damage is done again
 // there. No database error leaves this class.
