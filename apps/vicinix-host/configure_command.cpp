@@ -4,9 +4,7 @@
 #include "core/date_format.h"
 #include "core/url.h"
 #include "core/vicinix_configurator.h"
-#include "data/model/database.h"
-#include "data/model/event_table.h"
-#include "data/model/realm_configurator.h"
+#include "data/model/event_factory.h"
 #include "events/event_manager.h"
 #include "host_context.h"
 #include "state_printer.h"
@@ -19,11 +17,6 @@ using namespace std::chrono_literals;
 // Longer than the client's own 60 s request timeout, so a silent backend is
 // reported by the client and not cut short here.
 constexpr auto kReplyTimeout = 65s;
-
-int64_t storedEventCount() {
-  auto database = Database::open(RealmConfigurator::vicinixConfiguration());
-  return database ? EventTable(*database).count() : 0;
-}
 
 std::string backendProblem(HostContext& context) {
   if (!context.http().lastTransportError().empty()) return context.http().lastTransportError();
@@ -84,14 +77,21 @@ int runConfigure(const ConfigureOptions& options) {
             << (expectVersion ? " (answered now)" : " (still fresh)") << "; SDK "
             << (VicinixConfigurator::sdkEnabled() ? "enabled" : "disabled by the backend") << "\n";
 
-  int64_t before = storedEventCount();
+  auto stored = EventFactory::shared().count();
+  if (!stored) {
+    std::cerr << "configure: error: the database under " << options.dataDir.string()
+              << " cannot be read; no events uploaded\n";
+    std::cout << printable(settingsJson()) << std::endl;
+    return 3;
+  }
+  int64_t before = *stored;
   int batches = 0;
   int expectedBatches = before == 0 ? 1 : static_cast<int>((before + 19) / 20);
   EventManager::logAllEvents([&batches] { ++batches; });
   context.runUntil([&] { return batches >= expectedBatches && context.http().inFlight() == 0; },
                    kReplyTimeout);
   context.runFor(20ms);  // the store is cleared in a task after the reply
-  int64_t after = storedEventCount();
+  int64_t after = EventFactory::shared().count().value_or(before);
   if (before == 0) {
     std::cerr << "configure: no stored events to upload\n";
   } else {

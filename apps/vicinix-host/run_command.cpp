@@ -1,10 +1,15 @@
 // `vicinix-host run`: the SDK as a real host runs it, headless.
 
+#include <fcntl.h>
 #include <glib-unix.h>
 #include <signal.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <any>
+#include <cerrno>
+#include <cstring>
 #include <iostream>
 
 #include "campaigns/vicinix_notification_client.h"
@@ -14,8 +19,8 @@
 #include "core/notification_center.h"
 #include "core/vicinix.h"
 #include "data/model/event_factory.h"
-#include "data/model/event_table.h"
 #include "host_context.h"
+#include "platform/linux/capture/capture_file_reader.h"
 #include "platform/linux/capture/capture_replay_central.h"
 #include "platform/linux/linux_platform.h"
 
@@ -92,6 +97,38 @@ struct SignalWatch {
   }
 };
 
+// Takes the data directory for this process, whose exit (even a kill) gives
+// it back: two hosts on one directory would send the same events twice and
+// overwrite each other's settings. False, with the reason, when another host
+// has it.
+bool lockDataDirectory(const std::filesystem::path& dataDir, std::string& problem) {
+  std::error_code ignored;
+  std::filesystem::create_directories(dataDir, ignored);
+  const std::filesystem::path file = dataDir / "vicinix-host.lock";
+  int fd = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (fd < 0) {
+    problem = "cannot open " + file.string() + ": " + std::strerror(errno);
+    return false;
+  }
+  if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    char pid[32] = {};
+    ssize_t got = pread(fd, pid, sizeof pid - 1, 0);
+    std::string holder(pid, got > 0 ? static_cast<size_t>(got) : 0);
+    holder = holder.substr(0, holder.find('\n'));
+    problem = "another vicinix-host (pid " + (holder.empty() ? "unknown" : holder) +
+              ") is running on " + dataDir.string();
+    close(fd);
+    return false;
+  }
+  std::string pid = std::to_string(getpid()) + "\n";
+  if (ftruncate(fd, 0) != 0 || pwrite(fd, pid.data(), pid.size(), 0) < 0) {
+    problem = "cannot write " + file.string() + ": " + std::strerror(errno);
+    close(fd);
+    return false;
+  }
+  return true;  // the descriptor stays open, and the lock held, until exit
+}
+
 void printReplaySummary(const CaptureReplayCentral::Counts& counts) {
   std::cerr << "replay: " << counts.records << " records, " << counts.advertisingReports
             << " advertising reports, Eddystone UID " << counts.uidFrames << " EID "
@@ -121,13 +158,22 @@ int runRun(const RunOptions& options) {
     platformOptions.bluetooth = *source;
   }
 
+  if (!capture.empty()) {
+    // Found out now rather than by a host that runs on without a radio.
+    std::string error;
+    if (!CaptureFileReader::open(capture, error)) {
+      std::cerr << "run: error: cannot replay " << capture.string() << ": " << error << "\n";
+      return 2;
+    }
+  }
+  if (std::string problem; !lockDataDirectory(options.dataDir, problem)) {
+    std::cerr << "run: error: " << problem << "\n";
+    return 2;
+  }
+
   Platform platform = makeLinuxPlatform(platformOptions);
   auto progress = std::make_shared<CaptureReplayCentral::Progress>();
   if (!capture.empty()) {
-    if (!std::filesystem::is_regular_file(capture)) {
-      std::cerr << "run: error: no capture at " << capture.string() << "\n";
-      return 2;
-    }
     platform.bluetooth = CaptureReplayCentral::factory({.path = capture,
                                                         .clock = platform.clock,
                                                         .log = platform.log,
@@ -206,20 +252,21 @@ int runRun(const RunOptions& options) {
   // The store empties once the backend has taken the events; a refusal keeps
   // them for the next run. An upload deletes only what it read, so events
   // recorded meanwhile (a campaign reply still on its way) go in another one.
-  Database* events = EventFactory::shared().realm();
+  EventFactory& events = EventFactory::shared();
   auto recordedBy = [&](Date read) {
-    return events && std::ranges::any_of(EventTable(*events).all(), [read](const Event& event) {
-             return event.created <= read;
-           });
+    auto stored = events.allEvents();
+    return stored && std::ranges::any_of(
+                         *stored, [read](const Event& event) { return event.created <= read; });
   };
-  bool drained = !events;
+  bool drained = false;
   auto deadline = std::chrono::steady_clock::now() + kUploadGrace;
   while (!drained && std::chrono::steady_clock::now() < deadline) {
     Date read = context.sdk().clock().now();
     auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
         deadline - std::chrono::steady_clock::now());
     context.runUntil([&] { return context.http().inFlight() == 0 && !recordedBy(read); }, left);
-    drained = EventTable(*events).count() == 0;
+    // A database that cannot be read has nothing more to send.
+    drained = events.count().value_or(0) == 0;
     if (!drained && !recordedBy(read)) Vicinix::logEvents(nullptr);
   }
   if (!capture.empty()) printReplaySummary(progress->counts());

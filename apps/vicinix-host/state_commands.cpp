@@ -7,10 +7,39 @@
 #include "data/model/beacon.h"
 #include "data/model/event_factory.h"
 #include "data/model/event_type.h"
+#include "data/model/realm_configurator.h"
 #include "host_context.h"
 #include "state_printer.h"
 
 namespace vicinix::host {
+namespace {
+
+// Only an empty store prints []: a missing or unreadable one says so and
+// fails, so that a script cannot take either for "nothing stored". Opened
+// read-only, so that looking creates nothing and sets nothing aside.
+int printRecords(const char* command, const std::filesystem::path& dataDir,
+                 nlohmann::ordered_json (*records)(Database&)) {
+  HostContext context(dataDir, "", false);
+  const std::filesystem::path file =
+      RealmConfigurator::realmDirectory() / RealmConfigurator::fileName;
+  if (!std::filesystem::exists(file)) {
+    std::cerr << command << ": error: no database at " << file.string() << "\n";
+    return 3;
+  }
+  nlohmann::ordered_json list;
+  try {
+    Database database({.fileURL = file, .readOnly = true});
+    list = records(database);
+  } catch (const std::exception& error) {
+    std::cerr << command << ": error: unreadable database " << file.string() << ": " << error.what()
+              << "\n";
+    return 4;
+  }
+  std::cout << printable(list) << std::endl;
+  return 0;
+}
+
+}  // namespace
 
 int runSettings(const std::filesystem::path& dataDir) {
   HostContext context(dataDir, "", false);
@@ -19,21 +48,15 @@ int runSettings(const std::filesystem::path& dataDir) {
 }
 
 int runEvents(const std::filesystem::path& dataDir) {
-  HostContext context(dataDir, "", false);
-  std::cout << printable(eventsJson()) << std::endl;
-  return 0;
+  return printRecords("events", dataDir, eventsJson);
 }
 
 int runCampaigns(const std::filesystem::path& dataDir) {
-  HostContext context(dataDir, "", false);
-  std::cout << printable(campaignsJson()) << std::endl;
-  return 0;
+  return printRecords("campaigns", dataDir, campaignsJson);
 }
 
 int runBeacons(const std::filesystem::path& dataDir) {
-  HostContext context(dataDir, "", false);
-  std::cout << printable(beaconsJson()) << std::endl;
-  return 0;
+  return printRecords("beacons", dataDir, beaconsJson);
 }
 
 int runRecordEvent(const RecordOptions& options) {
@@ -61,12 +84,13 @@ int runRecordEvent(const RecordOptions& options) {
                     .namespace_ = options.beacon->substr(0, colon),
                     .instance = options.beacon->substr(colon + 1)};
   }
-  if (!EventFactory::shared().realm()) {
+  EventFactory& events = EventFactory::shared();
+  events.create(*type, options.campaignId, beacon ? &*beacon : nullptr);
+  if (events.unsavedCount() > 0) {
     std::cerr << "record-event: error: the database under " << options.dataDir.string()
-              << " cannot be opened\n";
+              << " cannot be written\n";
     return 2;
   }
-  EventFactory::shared().create(*type, options.campaignId, beacon ? &*beacon : nullptr);
   return 0;
 }
 

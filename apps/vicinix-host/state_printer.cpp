@@ -10,9 +10,7 @@
 #include "data/model/beacon_table.h"
 #include "data/model/block_table.h"
 #include "data/model/campaign_table.h"
-#include "data/model/database.h"
 #include "data/model/event_table.h"
-#include "data/model/realm_configurator.h"
 
 namespace vicinix::host {
 namespace {
@@ -85,11 +83,9 @@ nlohmann::ordered_json settingsJson() {
   return settings;
 }
 
-nlohmann::ordered_json eventsJson() {
+nlohmann::ordered_json eventsJson(Database& database) {
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
-  auto database = Database::open(RealmConfigurator::vicinixConfiguration());
-  if (!database) return list;
-  for (const auto& event : EventTable(*database).all()) {
+  for (const auto& event : EventTable(database).all()) {
     list.push_back({
         {"id", event.id},
         {"type", event.type},
@@ -107,11 +103,9 @@ nlohmann::ordered_json eventsJson() {
   return list;
 }
 
-nlohmann::ordered_json campaignsJson() {
+nlohmann::ordered_json campaignsJson(Database& database) {
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
-  auto database = Database::open(RealmConfigurator::vicinixConfiguration());
-  if (!database) return list;
-  for (const Campaign& campaign : CampaignTable(*database).all()) {
+  for (const Campaign& campaign : CampaignTable(database).all()) {
     list.push_back({
         {"id", campaign.id},
         {"type", campaign.type},
@@ -130,17 +124,15 @@ nlohmann::ordered_json campaignsJson() {
         {"updated", optionalDate(campaign.updated)},
         {"notificationSent", optionalDate(campaign.notificationSent)},
         {"notificationCount", campaign.notificationCount},
-        {"blocks", blocksJson(*database, campaign.id)},
+        {"blocks", blocksJson(database, campaign.id)},
     });
   }
   return list;
 }
 
-nlohmann::ordered_json beaconsJson() {
+nlohmann::ordered_json beaconsJson(Database& database) {
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
-  auto database = Database::open(RealmConfigurator::vicinixConfiguration());
-  if (!database) return list;
-  for (const Beacon& beacon : BeaconTable(*database).all()) {
+  for (const Beacon& beacon : BeaconTable(database).all()) {
     list.push_back({{"id", beacon.id},
                     {"namespace", beacon.namespace_},
                     {"instance", beacon.instance},

@@ -3,17 +3,14 @@
 #include <utility>
 
 #include "core/sdk.h"
-#include "data/model/database.h"
 #include "data/model/event_factory.h"
-#include "data/model/event_table.h"
-#include "data/model/realm_configurator.h"
 
 namespace vicinix {
 
 void EventManager::logAllEvents(Completion completion) {
-  auto database = Database::open(RealmConfigurator::vicinixConfiguration());
-  if (!database) return;
-  std::vector<Event> events = EventTable(*database).all();
+  auto stored = EventFactory::shared().allEvents();
+  if (!stored) return;
+  std::vector<Event> events = std::move(*stored);
   if (events.empty()) {
     Sdk::current().debug("No Events to Log...");
     if (completion) completion();

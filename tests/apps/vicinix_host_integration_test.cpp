@@ -10,6 +10,8 @@
 #include <set>
 
 #include "support/backend_process.h"
+#include "support/damaged_database.h"
+#include "support/host_process.h"
 #include "support/linux_sdk.h"
 
 namespace vicinix {
@@ -122,8 +124,53 @@ TEST_F(VicinixHostTest, FreshInstallationReadsAsDefaults) {
   EXPECT_EQ(settings["VicinixBluetoothOnDefaultsKey"], false);
   EXPECT_EQ(settings["VicinixNamespacesVersionDefaultsKey"], nlohmann::json::array());
   EXPECT_EQ(settings["VicinixDeviceIDDefaultsKey"], nullptr) << "inspection creates nothing";
-  EXPECT_EQ(nlohmann::json::parse(host("events").out), nlohmann::json::array());
   EXPECT_NE(host("record-event --type NOT_A_KIND").exitCode, 0);
+}
+
+TEST_F(VicinixHostTest, InspectionTellsAMissingOrUnreadableDatabaseFromAnEmptyOne) {
+  const std::vector<std::string> commands{"events", "campaigns", "beacons"};
+  for (const auto& command : commands) {
+    auto missing = host(command);
+    EXPECT_EQ(missing.exitCode, 3) << command;
+    EXPECT_NE(missing.err.find(command + ": error: no database at "), std::string::npos);
+  }
+  ASSERT_EQ(host("record-event --type APP_STARTED").exitCode, 0);
+  EXPECT_EQ(nlohmann::json::parse(host("events").out).size(), 1u);
+  auto empty = host("campaigns");
+  EXPECT_EQ(empty.exitCode, 0);
+  EXPECT_EQ(nlohmann::json::parse(empty.out), nlohmann::json::array());
+
+  const auto realm = dataDir / "Library" / "Vicinix" / "Realm";
+  test::damageDatabase(realm / "vicinix.realm", test::Damage::header);
+  for (const auto& command : commands) {
+    auto unreadable = host(command);
+    EXPECT_EQ(unreadable.exitCode, 4) << command;
+    EXPECT_NE(unreadable.err.find("unreadable database"), std::string::npos) << unreadable.err;
+  }
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(realm), {}), 1)
+      << "looking sets nothing aside";
+}
+
+TEST_F(VicinixHostTest, RunRefusesACaptureItCannotReadAndASecondHostOnTheDirectory) {
+  const std::string run = "run --app-key k --endpoint http://127.0.0.1:9/graphql --source replay:";
+  for (std::string capture : {std::string("/nonexistent.btsnoop"),
+                              std::string(VICINIX_SOURCE_DIR) + "/backend/data/sample.json"}) {
+    auto refused = host(run + capture + " --duration 30");
+    EXPECT_EQ(refused.exitCode, 2) << refused.out;
+    EXPECT_NE(refused.err.find("run: error: cannot replay " + capture), std::string::npos)
+        << refused.err;
+  }
+
+  const std::string capture = std::string(VICINIX_SOURCE_DIR) + "/samples/store-entrance.btsnoop";
+  test::HostProcess first({"run", "--app-key", "k", "--endpoint", "http://127.0.0.1:9/graphql",
+                           "--source", "replay:" + capture, "--duration", "30", "--data-dir",
+                           dataDir.string()});
+  ASSERT_TRUE(first.waitForOutput("run: starting")) << first.err();
+  auto second = host(run + capture + " --duration 30");
+  EXPECT_EQ(second.exitCode, 2);
+  EXPECT_NE(second.err.find("another vicinix-host (pid " + std::to_string(first.pid()) + ")"),
+            std::string::npos)
+      << second.err;
 }
 
 }  // namespace

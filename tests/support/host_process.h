@@ -18,6 +18,7 @@ class HostProcess {
   HostProcess(const HostProcess&) = delete;
   HostProcess& operator=(const HostProcess&) = delete;
 
+  pid_t pid() const { return pid_; }
   void signal(int number) const;
   // Waits until standard output holds `text`; false after `timeout` or an exit.
   bool waitForOutput(const std::string& text,

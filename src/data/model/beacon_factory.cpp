@@ -3,13 +3,10 @@
 #include "core/sdk.h"
 #include "core/uuid.h"
 #include "data/model/beacon_table.h"
-#include "data/model/realm_configurator.h"
 
 namespace vicinix {
-namespace {}  // namespace
 
-BeaconFactory::BeaconFactory(Sdk& sdk)
-    : sdk_(sdk), realm_(Database::open(RealmConfigurator::vicinixConfiguration())) {}
+BeaconFactory::BeaconFactory(Sdk& sdk) : sdk_(sdk), realm_(sdk) {}
 
 BeaconFactory& BeaconFactory::shared() {
   return Sdk::current().shared<BeaconFactory>();
@@ -17,13 +14,9 @@ BeaconFactory& BeaconFactory::shared() {
 
 std::optional<Beacon> BeaconFactory::findBeacon(const std::string& namespace_,
                                                 const std::string& instance, bool create) {
-  if (realm_) {
-    try {
-      if (auto found = BeaconTable(*realm_).first(namespace_, instance)) return found;
-    } catch (const std::exception& error) {
-      sdk_.debug(error.what());
-    }
-  }
+  auto found = realm_.read(
+      [&](Database& database) { return BeaconTable(database).first(namespace_, instance); });
+  if (found && *found) return *found;
   if (!create) return std::nullopt;
 
   Beacon beacon{.id = makeUuidString(),
@@ -31,38 +24,30 @@ std::optional<Beacon> BeaconFactory::findBeacon(const std::string& namespace_,
                 .instance = instance,
                 .created = sdk_.clock().now(),
                 .updated = std::nullopt};
-  if (!realm_) return beacon;
   // A fresh random id cannot collide, so the table's upsert is a plain insert here.
-  if (auto error = realm_->write([&] { BeaconTable(*realm_).addOrUpdate(beacon); })) {
-    sdk_.debug(*error);
-  }
+  realm_.write([&](Database& database) { BeaconTable(database).addOrUpdate(beacon); });
   return beacon;
 }
 
 void BeaconFactory::save(const Beacon& beacon) {
   // Through the context rather than `this`: the queue may outlive this store.
   sdk_.mainQueue().async([beacon] {
-    BeaconFactory& store = BeaconFactory::shared();
-    if (!store.realm_) return;
-    if (auto error = store.realm_->write([&] { BeaconTable(*store.realm_).addOrUpdate(beacon); })) {
-      store.sdk_.debug(*error);
-    }
+    BeaconFactory::shared().realm_.write(
+        [&](Database& database) { BeaconTable(database).addOrUpdate(beacon); });
   });
 }
 
 void BeaconFactory::setUpdate(const Beacon& beacon) {
   sdk_.mainQueue().async([id = beacon.id] {
     BeaconFactory& store = BeaconFactory::shared();
-    if (!store.realm_) return;
-    auto error = store.realm_->write([&] {
-      BeaconTable table(*store.realm_);
+    store.realm_.write([&](Database& database) {
+      BeaconTable table(database);
       // A record that never made it into the database has nothing to stamp.
       auto stored = table.find(id);
       if (!stored) return;
       stored->updated = store.sdk_.clock().now();
       table.addOrUpdate(*stored);
     });
-    if (error) store.sdk_.debug(*error);
   });
 }
 

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "data/model/beacon.h"
-#include "data/model/database.h"
+#include "data/model/database_handle.h"
 
 namespace vicinix {
 
@@ -28,12 +27,12 @@ class BeaconFactory {
   // at the time the stamp is written.
   void setUpdate(const Beacon& beacon);
 
-  // The store's own handle; absent when the database could not be opened.
+  // The store's open database; null while it cannot be opened.
   Database* realm() { return realm_.get(); }
 
  private:
   Sdk& sdk_;
-  std::unique_ptr<Database> realm_;
+  DatabaseHandle realm_;
 };
 
 }  // namespace vicinix

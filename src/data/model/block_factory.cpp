@@ -1,34 +1,27 @@
 #include "data/model/block_factory.h"
 
+#include <algorithm>
+
 #include "campaigns/image_downloader.h"
-#include "core/fatal.h"
 #include "core/sdk.h"
 #include "data/model/attribute_table.h"
 #include "data/model/block_table.h"
 #include "data/model/json_reads.h"
-#include "data/model/realm_configurator.h"
 
 namespace vicinix {
 
-BlockFactory::BlockFactory(Sdk& sdk)
-    : sdk_(sdk), realm_(Database::open(RealmConfigurator::vicinixConfiguration())) {}
+BlockFactory::BlockFactory(Sdk& sdk) : sdk_(sdk), realm_(sdk) {}
 
 BlockFactory& BlockFactory::shared() {
   return Sdk::current().shared<BlockFactory>();
 }
 
 std::optional<Block> BlockFactory::find(const std::string& id, bool create) {
-  if (!realm_) return std::nullopt;
-  try {
-    if (auto found = BlockTable(*realm_).find(id)) return found;
-  } catch (const std::exception& error) {
-    sdk_.debug(error.what());
-    return std::nullopt;
-  }
-  if (!create) return std::nullopt;
+  auto found = realm_.read([&](Database& database) { return BlockTable(database).find(id); });
+  if (!found) return std::nullopt;  // no database, or it could not be read
+  if (*found || !create) return *found;
   Block block{.id = id};
-  if (auto error = realm_->write([&] { BlockTable(*realm_).addOrUpdate(block); })) {
-    sdk_.debug(*error);
+  if (realm_.write([&](Database& database) { BlockTable(database).addOrUpdate(block); })) {
     return std::nullopt;
   }
   return block;
@@ -37,17 +30,17 @@ std::optional<Block> BlockFactory::find(const std::string& id, bool create) {
 std::optional<Block> BlockFactory::createBlock(const JsonValue& json) {
   auto block = find(readText(json["id"]), true);
   if (!block) return std::nullopt;
-  if (auto error = realm_->write([&] { fill(*block, json); })) {
-    fatal("Unable to import a block: " + *error);
-  }
+  // A refused write is the file's trouble (locked, full, damaged), which the
+  // handle reports and recovers from, not a programming error to stop for.
+  if (realm_.write([&](Database& database) { fill(database, *block, json); })) return std::nullopt;
   downloadImages(*block);
   return block;
 }
 
-void BlockFactory::fill(Block& block, const JsonValue& json) {
+void BlockFactory::fill(Database& database, Block& block, const JsonValue& json) {
   block.type = readText(json["type"]);
-  BlockTable(*realm_).addOrUpdate(block);
-  AttributeTable attributes(*realm_);
+  BlockTable(database).addOrUpdate(block);
+  AttributeTable attributes(database);
   auto items = json["attributes"].array();
   for (size_t index = 0; index < items.size(); ++index) {
     const JsonValue& item = items[index];
@@ -64,32 +57,22 @@ void BlockFactory::fill(Block& block, const JsonValue& json) {
 }
 
 std::vector<Attribute> BlockFactory::attributes(const Block& block) {
-  if (!realm_) return {};
-  try {
-    return AttributeTable(*realm_).attributesOf(block.id);
-  } catch (const std::exception& error) {
-    sdk_.debug(error.what());
-    return {};
-  }
+  return realm_
+      .read([&](Database& database) { return AttributeTable(database).attributesOf(block.id); })
+      .value_or(std::vector<Attribute>{});
 }
 
 void BlockFactory::downloadImages(const Block& block) {
   const char* key = block.type == "IMAGE"   ? "src"
                     : block.type == "VIDEO" ? "featuredImage"
                                             : nullptr;
-  if (key == nullptr || !realm_) return;
-  std::optional<Attribute> picture;
-  try {
-    for (const Attribute& attribute : AttributeTable(*realm_).attributesOf(block.id)) {
-      if (attribute.key == key) {
-        picture = attribute;
-        break;
-      }
-    }
-  } catch (const std::exception& error) {
-    sdk_.debug(error.what());
-  }
-  if (!picture) return;
+  if (key == nullptr) return;
+  auto attributes = realm_.read(
+      [&](Database& database) { return AttributeTable(database).attributesOf(block.id); });
+  if (!attributes) return;
+  auto picture = std::find_if(attributes->begin(), attributes->end(),
+                              [key](const Attribute& attribute) { return attribute.key == key; });
+  if (picture == attributes->end()) return;
   ImageDownloader::shared().downloadImage(picture->value, picture->imageName(),
                                           [](std::optional<Image>) {});
 }
@@ -99,11 +82,11 @@ void BlockFactory::downloadImages(const Block& block) {
 // A savepoint per block keeps a refused block from taking the others with it.
 void BlockFactory::importBlocks(const std::vector<JsonValue>& blocks,
                                 const std::string& campaignId) {
-  if (!realm_) return;
   std::vector<Block> imported;
-  auto error = realm_->write([&] {
-    BlockTable table(*realm_);
-    SQLite::Database& connection = realm_->connection();
+  auto error = realm_.write([&](Database& database) {
+    imported.clear();  // a write may be tried twice
+    BlockTable table(database);
+    SQLite::Database& connection = database.connection();
     int64_t sortIndex = 1;
     for (const JsonValue& json : blocks) {
       std::string id = readText(json["id"]);
@@ -121,14 +104,14 @@ void BlockFactory::importBlocks(const std::vector<JsonValue>& blocks,
           continue;
         }
       }
-      fill(*block, json);
+      fill(database, *block, json);
       block->campaign = campaignId;
       block->sortIndex = sortIndex++;
       table.addOrUpdate(*block);
       imported.push_back(*block);
     }
   });
-  if (error) fatal("Unable to import the blocks of campaign " + campaignId + ": " + *error);
+  if (error) return;
   for (const Block& block : imported) downloadImages(block);
 }
 

@@ -9,43 +9,35 @@
 #include "data/model/block_table.h"
 #include "data/model/campaign_table.h"
 #include "data/model/json_reads.h"
-#include "data/model/realm_configurator.h"
 
 namespace vicinix {
 
-CampaignFactory::CampaignFactory(Sdk& sdk)
-    : sdk_(sdk), realm_(Database::open(RealmConfigurator::vicinixConfiguration())) {}
+CampaignFactory::CampaignFactory(Sdk& sdk) : sdk_(sdk), realm_(sdk) {}
 
 CampaignFactory& CampaignFactory::shared() {
   return Sdk::current().shared<CampaignFactory>();
 }
 
 std::optional<Campaign> CampaignFactory::find(const std::string& id, bool create) {
-  if (!realm_) return std::nullopt;
-  try {
-    if (auto found = CampaignTable(*realm_).find(id)) return found;
-  } catch (const std::exception& error) {
-    sdk_.debug(error.what());
-    return std::nullopt;
-  }
-  if (!create) return std::nullopt;
+  auto found = realm_.read([&](Database& database) { return CampaignTable(database).find(id); });
+  if (!found) return std::nullopt;  // no database, or it could not be read
+  if (*found || !create) return *found;
   Campaign campaign{.id = id, .created = sdk_.clock().now()};
-  if (auto error = realm_->write([&] { CampaignTable(*realm_).addOrUpdate(campaign); })) {
-    sdk_.debug(*error);
+  if (realm_.write([&](Database& database) { CampaignTable(database).addOrUpdate(campaign); })) {
     return std::nullopt;
   }
   return campaign;
 }
 
 std::optional<Campaign> CampaignFactory::parse(const JsonValue& json) {
-  if (json.isNull() || !json["id"].isString() || !realm_) return std::nullopt;
+  if (json.isNull() || !json["id"].isString() || !realm_.get()) return std::nullopt;
   const std::string& id = json["id"].raw().get_ref<const std::string&>();
   bool isActive = json["isActive"].boolean();
   std::optional<Campaign> campaign;
   // Lookup, creation and import share one transaction: a commit each cost
   // more than the import itself.
-  auto error = realm_->write([&] {
-    CampaignTable table(*realm_);
+  realm_.write([&](Database& database) {
+    CampaignTable table(database);
     campaign = table.find(id);
     if (!campaign) campaign = Campaign{.id = id, .created = sdk_.clock().now()};
     campaign->type = readText(json["type"]);
@@ -56,7 +48,7 @@ std::optional<Campaign> CampaignFactory::parse(const JsonValue& json) {
     campaign->isActive = true;
     campaign->maximumNotificationsPerUser = readInteger(json["maximumNotificationsPerUser"]);
     campaign->cooldown = readInteger(json["cooldown"]);
-    if (campaign->type != customEndpointType) importContent(*campaign, json);
+    if (campaign->type != customEndpointType) importContent(database, *campaign, json);
     table.addOrUpdate(*campaign);
     if (sdk_.debugging()) {
       sdk_.debug("Campaign \"" + campaign->notificationTitle + "\", " + campaign->type + ", (" +
@@ -64,13 +56,12 @@ std::optional<Campaign> CampaignFactory::parse(const JsonValue& json) {
     }
   });
   // A failed write still hands back what was read, as the caller asked for it.
-  if (error) sdk_.debug(*error);
   if (!isActive) return std::nullopt;
   return campaign;
 }
 
 // Inside parse()'s write: everything a CUSTOM_ENDPOINT campaign keeps as it was.
-void CampaignFactory::importContent(Campaign& campaign, const JsonValue& json) {
+void CampaignFactory::importContent(Database& database, Campaign& campaign, const JsonValue& json) {
   campaign.listTitle = readText(json["listTitle"]);
   campaign.listText = readText(json["listText"]);
   campaign.detailURLPath = readText(json["detailUrl"]);
@@ -90,8 +81,8 @@ void CampaignFactory::importContent(Campaign& campaign, const JsonValue& json) {
   }
   campaign.listImagePath = listImage;
 
-  BlockTable blocks(*realm_);
-  AttributeTable attributes(*realm_);
+  BlockTable blocks(database);
+  AttributeTable attributes(database);
   for (const Block& block : blocks.blocksOf(campaign.id)) {
     for (const Attribute& attribute : attributes.attributesOf(block.id)) {
       attributes.remove(attribute.id);
@@ -109,24 +100,20 @@ void CampaignFactory::writeLater(const std::string& campaignId, Change change) {
   // Through the context rather than `this`: the queue may outlive this store.
   sdk_.mainQueue().async([campaignId, change] {
     CampaignFactory& store = CampaignFactory::shared();
-    if (!store.realm_) return;
-    auto error = store.realm_->write([&] {
-      CampaignTable table(*store.realm_);
+    store.realm_.write([&](Database& database) {
+      CampaignTable table(database);
       auto stored = table.find(campaignId);
       if (!stored) return;
       change(store.sdk_, *stored);
       table.addOrUpdate(*stored);
     });
-    if (error) store.sdk_.debug(*error);
   });
 }
 
 void CampaignFactory::save(const Campaign& campaign) {
   sdk_.mainQueue().async([campaign] {
-    CampaignFactory& store = CampaignFactory::shared();
-    if (!store.realm_) return;
-    auto error = store.realm_->write([&] { CampaignTable(*store.realm_).addOrUpdate(campaign); });
-    if (error) store.sdk_.debug(*error);
+    CampaignFactory::shared().realm_.write(
+        [&](Database& database) { CampaignTable(database).addOrUpdate(campaign); });
   });
 }
 
@@ -143,31 +130,20 @@ void CampaignFactory::setNotified(const Campaign& campaign) {
 
 void CampaignFactory::deleteCampaign(const std::string& campaignId) {
   sdk_.mainQueue().async([campaignId] {
-    CampaignFactory& store = CampaignFactory::shared();
-    if (!store.realm_) return;
-    auto error = store.realm_->write([&] { CampaignTable(*store.realm_).remove(campaignId); });
-    if (error) store.sdk_.debug(*error);
+    CampaignFactory::shared().realm_.write(
+        [&](Database& database) { CampaignTable(database).remove(campaignId); });
   });
 }
 
 std::optional<std::vector<Campaign>> CampaignFactory::allCampaigns() {
-  if (!realm_) return std::nullopt;
-  try {
-    return CampaignTable(*realm_).all();
-  } catch (const std::exception& error) {
-    sdk_.debug(error.what());
-    return std::vector<Campaign>{};
-  }
+  if (!realm_.get()) return std::nullopt;
+  return realm_.read([](Database& database) { return CampaignTable(database).all(); })
+      .value_or(std::vector<Campaign>{});
 }
 
 std::vector<Block> CampaignFactory::blocks(const Campaign& campaign) {
-  if (!realm_) return {};
-  try {
-    return BlockTable(*realm_).blocksOf(campaign.id);
-  } catch (const std::exception& error) {
-    sdk_.debug(error.what());
-    return {};
-  }
+  return realm_.read([&](Database& database) { return BlockTable(database).blocksOf(campaign.id); })
+      .value_or(std::vector<Block>{});
 }
 
 }  // namespace vicinix

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -8,7 +7,7 @@
 #include "core/json_value.h"
 #include "data/model/block.h"
 #include "data/model/campaign.h"
-#include "data/model/database.h"
+#include "data/model/database_handle.h"
 
 namespace vicinix {
 
@@ -40,15 +39,16 @@ class CampaignFactory {
   // The campaign's blocks in store order.
   std::vector<Block> blocks(const Campaign& campaign);
 
+  // The store's open database; null while it cannot be opened.
   Database* realm() { return realm_.get(); }
 
  private:
-  void importContent(Campaign& campaign, const JsonValue& json);
+  void importContent(Database& database, Campaign& campaign, const JsonValue& json);
   template <class Change>
   void writeLater(const std::string& campaignId, Change change);
 
   Sdk& sdk_;
-  std::unique_ptr<Database> realm_;
+  DatabaseHandle realm_;
 };
 
 }  // namespace vicinix

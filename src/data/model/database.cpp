@@ -1,6 +1,7 @@
 #include "data/model/database.h"
 
 #include <SQLiteCpp/Transaction.h>
+#include <sqlite3.h>
 
 #include <stdexcept>
 
@@ -83,11 +84,26 @@ int64_t checkSchemaVersion(SQLite::Database& connection, uint64_t expected) {
   return stored;
 }
 
+// The tables of a file this SDK laid out already: opening it then reads only,
+// and does not wait for another connection that is writing.
+bool schemaInPlace(SQLite::Database& connection) {
+  return connection
+             .execAndGet(
+                 "SELECT count(*) FROM sqlite_master WHERE name IN ('beacon', "
+                 "'beacon_by_identity', 'campaign', 'block', 'block_by_campaign', 'attribute', "
+                 "'attribute_by_block', 'event')")
+             .getInt() == 8;
+}
+
 void prepareForWriting(SQLite::Database& connection, uint64_t schemaVersion) {
   connection.exec("PRAGMA journal_mode = WAL");
   // In WAL mode NORMAL loses at most the last commits on power loss, never
   // consistency, and spares an fsync per event.
   connection.exec("PRAGMA synchronous = NORMAL");
+  if (static_cast<uint64_t>(checkSchemaVersion(connection, schemaVersion)) == schemaVersion &&
+      schemaInPlace(connection)) {
+    return;
+  }
   // Two stores opening a new file at once must not both lay out the tables.
   SQLite::Transaction transaction(connection, SQLite::TransactionBehavior::IMMEDIATE);
   int64_t stored = checkSchemaVersion(connection, schemaVersion);
@@ -98,19 +114,37 @@ void prepareForWriting(SQLite::Database& connection, uint64_t schemaVersion) {
   transaction.commit();
 }
 
+// The last connection to close would delete the -wal and -shm files by name.
+// Once the file has been set aside (DatabaseHandle), those names belong to the
+// fresh file, which a late close must not rob of its log. Kept files are
+// emptied on close instead (journal_size_limit), so they cost next to nothing.
+void keepLogFilesOnClose(SQLite::Database& connection) {
+  int keep = 1;
+  sqlite3_file_control(connection.getHandle(), "main", SQLITE_FCNTL_PERSIST_WAL, &keep);
+  connection.exec("PRAGMA journal_size_limit = 1048576");
+}
+
+int openFlags(const DatabaseConfiguration& configuration) {
+  return configuration.readOnly ? SQLite::OPEN_READONLY
+                                : SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE;
+}
+
 }  // namespace
+
+Database::Database(const DatabaseConfiguration& configuration)
+    : connection_(configuration.fileURL.string(), openFlags(configuration),
+                  kBusyTimeoutMilliseconds) {
+  keepLogFilesOnClose(connection_);
+  if (configuration.readOnly) {
+    checkSchemaVersion(connection_, configuration.schemaVersion);
+  } else {
+    prepareForWriting(connection_, configuration.schemaVersion);
+  }
+}
 
 std::unique_ptr<Database> Database::open(const DatabaseConfiguration& configuration) {
   try {
-    int flags = configuration.readOnly ? SQLite::OPEN_READONLY
-                                       : SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE;
-    SQLite::Database connection(configuration.fileURL.string(), flags, kBusyTimeoutMilliseconds);
-    if (configuration.readOnly) {
-      checkSchemaVersion(connection, configuration.schemaVersion);
-    } else {
-      prepareForWriting(connection, configuration.schemaVersion);
-    }
-    return std::make_unique<Database>(std::move(connection));
+    return std::make_unique<Database>(configuration);
   } catch (const std::exception& error) {
     if (Sdk::isInstalled()) {
       Sdk::current().debug("Unable to open the database " + configuration.fileURL.string() + ": " +
@@ -120,16 +154,18 @@ std::unique_ptr<Database> Database::open(const DatabaseConfiguration& configurat
   }
 }
 
-Database::Database(SQLite::Database connection) : connection_(std::move(connection)) {}
+void Database::transaction(const std::function<void()>& changes) {
+  auto guard = lock();
+  // IMMEDIATE takes the write lock up front, where the busy timeout applies;
+  // a deferred transaction upgrading later could fail at once instead.
+  SQLite::Transaction transaction(connection_, SQLite::TransactionBehavior::IMMEDIATE);
+  changes();
+  transaction.commit();
+}
 
 std::optional<std::string> Database::write(const std::function<void()>& changes) {
-  auto guard = lock();
   try {
-    // IMMEDIATE takes the write lock up front, where the busy timeout applies;
-    // a deferred transaction upgrading later could fail at once instead.
-    SQLite::Transaction transaction(connection_, SQLite::TransactionBehavior::IMMEDIATE);
-    changes();
-    transaction.commit();
+    transaction(changes);
     return std::nullopt;
   } catch (const std::exception& error) {
     // The transaction's destructor has rolled back by now.

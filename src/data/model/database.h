@@ -14,19 +14,24 @@
 
 namespace vicinix {
 
-// One connection to the SDK's database file, in WAL mode. Each store owns its
-// own. Records live in five tables (beacon, campaign, block, attribute,
-// event); links are id columns and inverse links are queries in rowid order.
+// One connection to the SDK's database file, in WAL mode. Each store's
+// DatabaseHandle holds its own. Records live in five tables (beacon,
+// campaign, block, attribute, event); links are id columns and inverse links
+// are queries in rowid order.
 // A connection may be reached from several queues: write() and every table
 // call hold lock() while they use it.
 class Database {
  public:
-  // Opens the file, creating the tables on first use. Nothing when the file
-  // cannot be opened; the reason goes to the debug output.
+  // Opens the file, creating the tables on first use; throws when it cannot.
+  explicit Database(const DatabaseConfiguration& configuration);
+  // The same, with nothing instead of an exception; the reason goes to the
+  // debug output.
   static std::unique_ptr<Database> open(const DatabaseConfiguration& configuration);
 
-  // Runs `changes` as one transaction. On any failure inside, everything is
-  // rolled back and the error's description is returned.
+  // Runs `changes` as one transaction, rolled back when it throws; what it
+  // threw is thrown on.
+  void transaction(const std::function<void()>& changes);
+  // Like transaction(), with the error's description returned instead.
   std::optional<std::string> write(const std::function<void()>& changes);
 
   // A prepared statement for `sql`, reset and ready to bind. Statements are
@@ -34,8 +39,6 @@ class Database {
   SQLite::Statement& statement(const std::string& sql);
   SQLite::Database& connection() { return connection_; }
   [[nodiscard]] std::unique_lock<std::recursive_mutex> lock() { return std::unique_lock(mutex_); }
-
-  explicit Database(SQLite::Database connection);
 
  private:
   std::recursive_mutex mutex_;

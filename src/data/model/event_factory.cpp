@@ -1,15 +1,28 @@
 #include "data/model/event_factory.h"
 
+#include <utility>
+
 #include "core/date_format.h"
-#include "core/fatal.h"
 #include "core/sdk.h"
 #include "data/model/event_table.h"
-#include "data/model/realm_configurator.h"
 
 namespace vicinix {
+namespace {
 
-EventFactory::EventFactory(Sdk& sdk)
-    : sdk_(sdk), realm_(Database::open(RealmConfigurator::vicinixConfiguration())) {}
+// About a megabyte of events. A database that stays away longer than that
+// costs the oldest ones rather than the host's memory.
+constexpr size_t kMaximumUnsaved = 4096;
+
+}  // namespace
+
+EventFactory::EventFactory(Sdk& sdk) : sdk_(sdk), realm_(sdk) {}
+
+EventFactory::~EventFactory() {
+  if (!unsaved_.empty()) {
+    sdk_.log().systemLine(std::to_string(unsaved_.size()) +
+                          " analytics events are lost: the database never took them");
+  }
+}
 
 EventFactory& EventFactory::shared() {
   return Sdk::current().shared<EventFactory>();
@@ -18,29 +31,63 @@ EventFactory& EventFactory::shared() {
 void EventFactory::create(EventType type, const std::optional<std::string>& campaignId,
                           const Beacon* beacon) {
   Event event = Event::makeNew(sdk_);
-  if (!realm_) return;
-  auto error = realm_->write([&] {
-    event.timestamp = formatTimestamp(sdk_.clock().now());
-    event.type = std::string(rawValue(type));
-    if (campaignId) event.campaignId = *campaignId;
-    if (beacon != nullptr) {
-      event.beaconNamespace = beacon->namespace_;
-      event.beaconInstance = beacon->instance;
+  event.timestamp = formatTimestamp(sdk_.clock().now());
+  event.type = std::string(rawValue(type));
+  if (campaignId) event.campaignId = *campaignId;
+  if (beacon != nullptr) {
+    event.beaconNamespace = beacon->namespace_;
+    event.beaconInstance = beacon->instance;
+  }
+  std::lock_guard lock(unsavedMutex_);
+  unsaved_.push_back(std::move(event));
+  // A write the database refuses (locked by another process, read-only, set
+  // aside as corrupt) says nothing about the event: it waits here for the
+  // database to come back instead of stopping the host or being dropped.
+  saveUnsaved();
+  if (unsaved_.size() > kMaximumUnsaved) {
+    unsaved_.erase(unsaved_.begin());
+    if (!std::exchange(droppedReported_, true)) {
+      sdk_.log().systemLine("the database has not taken the last " +
+                            std::to_string(kMaximumUnsaved) +
+                            " analytics events; dropping the oldest from now on");
     }
-    EventTable(*realm_).add(event);
+  }
+}
+
+// Under unsavedMutex_.
+void EventFactory::saveUnsaved() {
+  if (unsaved_.empty()) return;
+  auto error = realm_.write([&](Database& database) {
+    EventTable table(database);
+    for (const Event& event : unsaved_) table.add(event);
   });
-  // Losing analytics silently would skew every report built on them.
-  if (error) fatal("Unable to record an event: " + *error);
+  if (!error) unsaved_.clear();
 }
 
 void EventFactory::deleteAllEvents() {
-  if (!realm_) return;
-  if (auto error = realm_->write([&] { EventTable(*realm_).removeAll(); })) sdk_.debug(*error);
+  realm_.write([](Database& database) { EventTable(database).removeAll(); });
+}
+
+std::optional<std::vector<Event>> EventFactory::allEvents() {
+  {
+    std::lock_guard lock(unsavedMutex_);
+    saveUnsaved();
+  }
+  return realm_.read([](Database& database) { return EventTable(database).all(); });
+}
+
+std::optional<int64_t> EventFactory::count() {
+  return realm_.read([](Database& database) { return EventTable(database).count(); });
+}
+
+size_t EventFactory::unsavedCount() {
+  std::lock_guard lock(unsavedMutex_);
+  return unsaved_.size();
 }
 
 void EventFactory::deleteEvents(const std::vector<std::string>& ids) {
-  if (!realm_ || ids.empty()) return;
-  if (auto error = realm_->write([&] { EventTable(*realm_).remove(ids); })) sdk_.debug(*error);
+  if (ids.empty()) return;
+  realm_.write([&](Database& database) { EventTable(database).remove(ids); });
 }
 
 }  // namespace vicinix

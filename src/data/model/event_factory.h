@@ -1,12 +1,14 @@
 #pragma once
 
-#include <memory>
+#include <cstdint>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "data/model/beacon.h"
-#include "data/model/database.h"
+#include "data/model/database_handle.h"
+#include "data/model/event.h"
 #include "data/model/event_type.h"
 
 namespace vicinix {
@@ -17,22 +19,35 @@ class Sdk;
 class EventFactory {
  public:
   explicit EventFactory(Sdk& sdk);
+  ~EventFactory();
   static EventFactory& shared();
 
-  // Records one event now. Without a database nothing is recorded; a failed
-  // write is fatal.
+  // Records one event now. One the database cannot take yet waits in memory
+  // and is written with the next record or read.
   void create(EventType type, const std::optional<std::string>& campaignId = std::nullopt,
               const Beacon* beacon = nullptr);
   void deleteAllEvents();
   // Deletes the events with these ids, as one write; a failure is only printed.
   void deleteEvents(const std::vector<std::string>& ids);
+  // Every stored event in the order recorded, those waiting in memory written
+  // first when they can be; nothing when the database cannot be read.
+  std::optional<std::vector<Event>> allEvents();
+  // How many events are stored; nothing when the database cannot be read.
+  std::optional<int64_t> count();
+  // Events recorded that the database has not taken yet.
+  size_t unsavedCount();
 
-  // The store's own handle; absent when the database could not be opened.
+  // The store's open database; null while it cannot be opened.
   Database* realm() { return realm_.get(); }
 
  private:
+  void saveUnsaved();
+
   Sdk& sdk_;
-  std::unique_ptr<Database> realm_;
+  DatabaseHandle realm_;
+  std::mutex unsavedMutex_;
+  std::vector<Event> unsaved_;
+  bool droppedReported_ = false;
 };
 
 }  // namespace vicinix

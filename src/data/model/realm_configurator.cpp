@@ -11,7 +11,7 @@ class ConfigurationHolder {
  public:
   explicit ConfigurationHolder(Sdk&) {
     RealmConfigurator::createRealmDirectoryIfNeeded();
-    configuration.fileURL = RealmConfigurator::realmDirectory() / "vicinix.realm";
+    configuration.fileURL = RealmConfigurator::realmDirectory() / RealmConfigurator::fileName;
   }
 
   DatabaseConfiguration configuration;

@@ -10,6 +10,8 @@ namespace vicinix {
 // under the host's app-data directory.
 class RealmConfigurator {
  public:
+  static constexpr const char* fileName = "vicinix.realm";
+
   // Built once per SDK context; building it makes sure the directory exists.
   static const DatabaseConfiguration& vicinixConfiguration();
   static std::filesystem::path realmDirectory();

@@ -4,9 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <mutex>
 #include <string>
 #include <type_traits>
@@ -67,36 +65,6 @@ int readWholeFile(const std::filesystem::path& file, std::string& contents) {
   return 0;
 }
 
-std::string utcStamp() {
-  std::time_t now = std::time(nullptr);
-  std::tm parts{};
-  gmtime_r(&now, &parts);
-  char text[32];
-  std::strftime(text, sizeof text, "%Y%m%dT%H%M%SZ", &parts);
-  return text;
-}
-
-// Renames `file` to a name no earlier set-aside copy has; the new name, or
-// nothing with errno set.
-std::optional<std::filesystem::path> moveAside(const std::filesystem::path& file) {
-  std::string base = file.string() + ".corrupt-" + utcStamp();
-  for (int attempt = 1; attempt < 1000; ++attempt) {
-    std::string candidate = attempt == 1 ? base : base + "-" + std::to_string(attempt);
-    if (renameat2(AT_FDCWD, file.c_str(), AT_FDCWD, candidate.c_str(), RENAME_NOREPLACE) == 0) {
-      return candidate;
-    }
-    if (errno == EEXIST) continue;
-    if (errno != EINVAL) return std::nullopt;
-    // Some file systems cannot promise "no replace"; checking first is the
-    // next best thing for a file only this process writes.
-    if (access(candidate.c_str(), F_OK) == 0) continue;
-    if (rename(file.c_str(), candidate.c_str()) == 0) return candidate;
-    return std::nullopt;
-  }
-  errno = EEXIST;
-  return std::nullopt;
-}
-
 class PlistDefaultsStore final : public DefaultsStore {
  public:
   PlistDefaultsStore(std::filesystem::path file, std::shared_ptr<Log> log,
@@ -152,6 +120,8 @@ class PlistDefaultsStore final : public DefaultsStore {
 
  private:
   void load() {
+    // Left by a process killed mid-write; nothing reads them.
+    removeAbandonedTemporaryFiles(file_);
     std::string bytes;
     int error = readWholeFile(file_, bytes);
     if (error == ENOENT) return;
@@ -174,7 +144,7 @@ class PlistDefaultsStore final : public DefaultsStore {
     }
     // Starting afresh must not cost the user the old file: it may still be
     // recoverable by hand.
-    if (auto aside = moveAside(file_)) {
+    if (auto aside = moveFileAside(file_)) {
       log_->systemLine("settings file " + file_.string() + " unusable (" + problem + "); kept as " +
                        aside->filename().string() + ", starting from defaults");
     } else {

@@ -19,9 +19,9 @@ using SettingsFileWriter =
 // Settings persisted as an XML property list at `file`, read once here. A file
 // that cannot be read as a dictionary is moved aside to
 // "<name>.corrupt-<UTC time>" with one line to `log`, and the store starts
-// empty. Entries of kinds a DefaultsValue cannot hold (data, dictionaries,
-// arrays of non-strings) stay in the file untouched but are not shown. XML
-// keeps dates to the whole second, so that is what survives a restart.
+// empty; temporary files of a writer killed mid-write are removed. Entries of kinds a DefaultsValue
+// cannot hold (data, dictionaries, arrays of non-strings) stay in the file untouched but are not
+// shown. XML keeps dates to the whole second, so that is what survives a restart.
 std::shared_ptr<DefaultsStore> makePlistDefaultsStore(
     std::filesystem::path file, std::shared_ptr<Log> log,
     SettingsFileWriter writer = writeFileAtomically);

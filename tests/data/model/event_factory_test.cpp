@@ -45,25 +45,5 @@ TEST_F(EventFactoryTest, RecordsTypeLinksLocalTimestampAndTheDeviceStateOfTheMom
   EXPECT_NE(events[0].id, events[1].id);
 }
 
-TEST_F(EventFactoryTest, DeleteAllEventsOnlyPrintsAFailure) {
-  env_.sdk().setDebugging(true);
-  factory_.deleteAllEvents();
-  factory_.create(EventType::appStarted);
-  factory_.realm()->connection().exec("PRAGMA query_only = ON");
-  factory_.deleteAllEvents();
-  EXPECT_EQ(recorded().size(), 1u);
-  EXPECT_THAT(env_.log->debugLines(), testing::ElementsAre(testing::HasSubstr("readonly")));
-
-  factory_.realm()->connection().exec("PRAGMA query_only = OFF");
-  factory_.deleteAllEvents();
-  EXPECT_TRUE(recorded().empty());
-  EXPECT_EQ(env_.log->debugLines().size(), 1u);
-}
-
-TEST_F(EventFactoryTest, AFailedRecordIsFatal) {
-  factory_.realm()->connection().exec("PRAGMA query_only = ON");
-  EXPECT_DEATH(factory_.create(EventType::appStarted), "Unable to record an event: .*readonly");
-}
-
 }  // namespace
 }  // namespace vicinix

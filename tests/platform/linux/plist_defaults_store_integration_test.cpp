@@ -1,4 +1,7 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <set>
@@ -71,6 +74,22 @@ TEST_F(PlistDefaultsStoreTest, FailedWriteReturnsFalseAndKeepsEverythingForTheNe
   EXPECT_EQ(reopen()->string("campaign"), "spring");
   EXPECT_EQ(std::distance(fs::directory_iterator(file.parent_path()), {}), 1)
       << "no temporary file may be left behind";
+}
+
+TEST_F(PlistDefaultsStoreTest, AKilledWritersTemporaryFileGoesAtTheNextStartALiveOnesStays) {
+  store->setString("campaign", "spring");
+  ASSERT_TRUE(store->synchronize());
+  const fs::path abandoned = file.parent_path() / ".vicinix.plist.Ab12Cd";
+  const fs::path writing = file.parent_path() / ".vicinix.plist.Ef34Gh";
+  std::ofstream(abandoned) << "<?xml version=";
+  std::ofstream(writing) << "<?xml version=";
+  int held = open(writing.c_str(), O_RDONLY | O_CLOEXEC);  // as a writer at work holds it
+  ASSERT_EQ(flock(held, LOCK_EX), 0);
+
+  EXPECT_EQ(reopen()->string("campaign"), "spring");
+  EXPECT_FALSE(fs::exists(abandoned));
+  EXPECT_TRUE(fs::exists(writing));
+  close(held);
 }
 
 }  // namespace
