@@ -256,13 +256,7 @@ double VicinixPageViewController::drawLabel(const std::string& text, const Font&
   label->setTextColor(color);
   label->setText(text);
   label->setTextAlignment(alignment);
-  label->setNumberOfLines(0);
-  label->sizeToFit();
-  const double height = label->frame().height;
-  label->setFrame({position.x, position.y, width, height});
-  scrollView->addSubview(label);
-  views.push_back(label);
-  return height;
+  return placeLabel(label, width);
 }
 
 double VicinixPageViewController::drawAttributedLabel(const StyledText& text, Point position) {
@@ -270,13 +264,19 @@ double VicinixPageViewController::drawAttributedLabel(const StyledText& text, Po
   auto label = toolkit()->makeLabel();
   label->setFrame({position.x, position.y, width, 10000});
   label->setStyledText(text);
+  return placeLabel(label, width);
+}
+
+// Unlimited lines, fitted to the text, then given back its full width: the
+// fitted width only matters for the height it yields.
+double VicinixPageViewController::placeLabel(const std::shared_ptr<Label>& label, double width) {
   label->setNumberOfLines(0);
   label->sizeToFit();
-  const double height = label->frame().height;
-  label->setFrame({position.x, position.y, width, height});
+  const Rect fitted = label->frame();
+  label->setFrame({fitted.x, fitted.y, width, fitted.height});
   scrollView->addSubview(label);
   views.push_back(label);
-  return height;
+  return fitted.height;
 }
 
 // The theme's value multiplies each line's natural height; it is not a

@@ -55,6 +55,7 @@ class VicinixPageViewController : public VicinixDetailViewController {
 
  private:
   double drawList(const Block& block, double y, bool numbered);
+  double placeLabel(const std::shared_ptr<Label>& label, double width);
   StyledText markdown(const std::string& text);
   double pageWidth();
 
