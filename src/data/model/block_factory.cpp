@@ -111,6 +111,9 @@ void BlockFactory::importBlocks(const std::vector<JsonValue>& blocks,
       imported.push_back(*block);
     }
   });
+  // A refused import is printed and the campaign keeps its earlier blocks;
+  // the next refresh tries again. Stopping the host over a busy or replaced
+  // file would cost more than a page that is one refresh behind.
   if (error) return;
   for (const Block& block : imported) downloadImages(block);
 }

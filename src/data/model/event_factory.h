@@ -23,7 +23,10 @@ class EventFactory {
   static EventFactory& shared();
 
   // Records one event now. One the database cannot take yet waits in memory
-  // and is written with the next record or read.
+  // and is written with the next record or read. A refused write does not
+  // stop the program: a lock another process holds or a file being replaced
+  // is a bad moment in the field, not a programming error, and stopping would
+  // lose every event still waiting.
   void create(EventType type, const std::optional<std::string>& campaignId = std::nullopt,
               const Beacon* beacon = nullptr);
   void deleteAllEvents();
