@@ -4,12 +4,10 @@
 
 #include <filesystem>
 #include <fstream>
-#include <random>
 
 #include "platform/linux/temporary_directory.h"
 #include "ui/fake/fake_font_book.h"
 #include "ui/line_style.h"
-#include "ui/unicode_text.h"
 
 namespace vicinix {
 namespace {
@@ -256,37 +254,6 @@ TEST_F(MarkdownRendererTest, FromFileReadsUtf8Only) {
   EXPECT_FALSE(MarkdownRenderer::fromFile(dir / "bad.md", fonts));
   EXPECT_FALSE(MarkdownRenderer::fromFile(dir / "missing.md", fonts));
   EXPECT_FALSE(MarkdownRenderer::fromFile(dir, fonts));
-}
-
-// Random texts made of the pieces the scanner reacts to: whatever it does
-// with them, every character it shows is a whole one, no run is empty, no
-// two neighbours look alike, and nothing is shown more than about once.
-TEST_F(MarkdownRendererTest, AnyMixOfMarkupGivesWholeCharactersInMinimalRuns) {
-  const std::vector<std::string> pieces{
-      "*",   "**", "_",    "`",      "[",      "]",      "(",      ")",    "\\", " ", "#", "# ",
-      "## ", "a",  "word", "\u010D", "\u201E", "\u00A0", "\u2028", "\r\n", "\n", "-", "=", "\t"};
-  std::mt19937 random(7);
-  for (int round = 0; round < 2000; ++round) {
-    std::string source;
-    for (int n = random() % 40; n > 0; --n) source += pieces[random() % pieces.size()];
-    MarkdownRenderer renderer(source, fonts);
-    renderer.code.fontName = FakeFontBook::kMono;
-    const StyledText styled = renderer.attributedString();
-    std::size_t shown = 0;
-    for (std::size_t i = 0; i < styled.runs.size(); ++i) {
-      const TextRun& run = styled.runs[i];
-      ASSERT_FALSE(run.text.empty()) << source;
-      ASSERT_TRUE(isValidUtf8(run.text)) << source;
-      if (i > 0) {
-        const TextRun& before = styled.runs[i - 1];
-        ASSERT_FALSE(before.font == run.font && before.color == run.color &&
-                     before.link == run.link)
-            << source;
-      }
-      shown += run.text.size();
-    }
-    ASSERT_LE(shown, 2 * source.size() + 1) << source;
-  }
 }
 
 }  // namespace

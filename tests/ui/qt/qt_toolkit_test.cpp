@@ -4,15 +4,12 @@
 
 #include <QApplication>
 #include <QFontInfo>
-#include <QScrollArea>
-#include <QScrollBar>
 #include <QTest>
 #include <QTextBlock>
 #include <QTextFragment>
 #include <cmath>
 
 #include "ui/qt/qt_label.h"
-#include "ui/qt/qt_scroll_view.h"
 #include "ui/qt/qt_view_core.h"
 
 namespace vicinix {
@@ -278,48 +275,6 @@ TEST_F(QtToolkitTest, ButtonsActOnAClickReleasedInsideThemAndMayFreeThemselves) 
   QTest::mouseClick(widget, Qt::LeftButton, {}, QPoint(60, 20));
   QCoreApplication::processEvents();
   EXPECT_TRUE(watch.expired());
-}
-
-TEST_F(QtToolkitTest, ScrollViewsScrollTheirContentUnderAFloatingBar) {
-  auto scroll = std::static_pointer_cast<QtScrollView>(kit.makeScrollView());
-  scroll->setFrame({0, 0, 200, 300});
-  auto block = kit.makeView();
-  block->setFrame({0, 900, 200, 100});
-  scroll->addSubview(block);
-  scroll->setContentSize({200, 1000});
-  QScrollArea* area = scroll->scrollArea();
-  area->show();
-  ASSERT_TRUE(QTest::qWaitForWindowExposed(area));
-
-  EXPECT_EQ(area->widget()->size(), QSize(200, 1000));
-  EXPECT_EQ(widgetOf(*block)->parentWidget(), area->widget());
-  EXPECT_EQ(area->viewport()->width(), 200) << "the bar takes no width from the content";
-  area->verticalScrollBar()->setValue(700);
-  EXPECT_EQ(widgetOf(*block)->mapTo(area, QPoint(0, 0)), QPoint(0, 200));
-  area->hide();
-}
-
-TEST_F(QtToolkitTest, TheActivityIndicatorDrawsOnlyWhileAnimating) {
-  auto holder = kit.makeView();
-  holder->setFrame({0, 0, 40, 40});
-  holder->setBackgroundColor(kBlack);
-  auto spinner = kit.makeActivityIndicator();
-  spinner->setFrame({0, 0, 40, 40});
-  holder->addSubview(spinner);
-  auto whitePixels = [&] {
-    QImage image = grab(*holder);
-    int count = 0;
-    for (int y = 0; y < image.height(); ++y) {
-      for (int x = 0; x < image.width(); ++x) count += qGray(image.pixel(x, y)) > 200;
-    }
-    return count;
-  };
-  EXPECT_EQ(whitePixels(), 0);
-  spinner->startAnimating();
-  EXPECT_TRUE(spinner->isAnimating());
-  EXPECT_GT(whitePixels(), 20);
-  spinner->stopAnimating();
-  EXPECT_EQ(whitePixels(), 0);
 }
 
 }  // namespace
