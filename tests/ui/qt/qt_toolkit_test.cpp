@@ -231,28 +231,6 @@ TEST_F(QtToolkitTest, TemplateImagesAreTintedAndFittedInsideTheFrame) {
   EXPECT_TRUE(near(fitted.pixel(60, 25), Qt::white));
 }
 
-TEST_F(QtToolkitTest, TheSdkPicturesAreSingleColourTemplates) {
-  for (const char* name : {"campaignError", "updateState", "noCampaignsIcon"}) {
-    std::optional<Image> picture = kit.resourceImage(name);
-    ASSERT_TRUE(picture) << name;
-    EXPECT_EQ(picture->width, picture->height) << name;
-    std::set<std::tuple<int, int, int>> colours;
-    int clear = 0, solid = 0;
-    const auto& bytes = *picture->rgba;
-    for (size_t i = 0; i < bytes.size(); i += 4) {
-      if (bytes[i + 3] == 0) ++clear;
-      if (bytes[i + 3] == 255) {
-        ++solid;
-        colours.insert({bytes[i], bytes[i + 1], bytes[i + 2]});
-      }
-    }
-    EXPECT_GT(clear, 0) << name;
-    EXPECT_GT(solid, 0) << name;
-    EXPECT_EQ(colours.size(), 1u) << name;
-  }
-  EXPECT_FALSE(kit.resourceImage("noSuchPicture"));
-}
-
 TEST_F(QtToolkitTest, ButtonsActOnAClickReleasedInsideThemAndMayFreeThemselves) {
   auto button = kit.makeButton();
   button->setFrame({0, 0, 120, 40});
