@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -108,6 +109,74 @@ class ActivityIndicator : public View {
   virtual bool isAnimating() const = 0;
 };
 
+// What one row of a table paints: a picture and two texts, each at a frame
+// in the row's own coordinates (0, 0 at its top left). The screen lays the
+// row out; the toolkit only paints it, so a long table needs no view per row.
+struct TableCell {
+  struct Text {
+    std::string text;
+    Font font;
+    Color color;
+    Rect frame;
+    // 0 lets the text take as many lines as fit in its frame.
+    int numberOfLines = 1;
+  };
+
+  Text title;
+  Text subtitle;
+  std::optional<Image> image;
+  Rect imageFrame;
+};
+
+// Where a table gets its rows. Asked only for the rows it shows, on the main
+// queue, and again after reloadData().
+class TableViewDataSource {
+ public:
+  virtual int numberOfRows() = 0;
+  virtual double heightForRow(int row) = 0;
+  // `width` is the row's width.
+  virtual TableCell cellForRow(int row, double width) = 0;
+  // The user picked the row (a click or a tap); it stays selected until
+  // deselectRow().
+  virtual void didSelectRow(int row) = 0;
+
+ protected:
+  ~TableViewDataSource() = default;
+};
+
+enum class SeparatorStyle { none, singleLine };
+
+// One section of rows that scroll vertically, drawn from a data source.
+class TableView : public View {
+ public:
+  // Not owned: the source outlives the table, or is reset to null first.
+  virtual void setDataSource(TableViewDataSource* source) = 0;
+  // Asks the source again for the row count and the rows shown.
+  virtual void reloadData() = 0;
+  virtual void setSeparatorStyle(SeparatorStyle style) = 0;
+  // Space left free at each end of a separator line.
+  virtual void setSeparatorInsets(double left, double right) = 0;
+  virtual void deselectRow(int row, bool animated) = 0;
+};
+
+// A browser view that shows a web page.
+class WebView : public View {
+ public:
+  // Starts loading `url`, which the caller has checked is a URL, and gives up
+  // after `timeout` without an answer. Every navigation the page makes later
+  // is allowed.
+  virtual void load(const std::string& url, std::chrono::milliseconds timeout) = 0;
+  // A view that is not opaque shows its superview through a clear background.
+  virtual void setOpaque(bool opaque) = 0;
+  // The address of the last load(); empty before the first.
+  virtual std::string url() const = 0;
+  // The loaded page's title; empty while none has loaded.
+  virtual std::string title() const = 0;
+  // Runs when a load ends: true when the page loaded, false on an error or
+  // the timeout.
+  virtual void setLoadFinished(std::function<void(bool ok)> handler) = 0;
+};
+
 class Toolkit {
  public:
   virtual ~Toolkit() = default;
@@ -118,6 +187,8 @@ class Toolkit {
   virtual std::shared_ptr<Button> makeButton() = 0;
   virtual std::shared_ptr<ScrollView> makeScrollView() = 0;
   virtual std::shared_ptr<ActivityIndicator> makeActivityIndicator() = 0;
+  virtual std::shared_ptr<TableView> makeTableView() = 0;
+  virtual std::shared_ptr<WebView> makeWebView() = 0;
 
   virtual const FontBook& fonts() const = 0;
   // The size of `text` drawn in `font`, wrapped at `width`, lines laid out

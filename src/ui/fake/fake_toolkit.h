@@ -36,6 +36,9 @@ class FakeToolkit final : public Toolkit {
   std::shared_ptr<ActivityIndicator> makeActivityIndicator() override {
     return std::make_shared<FakeActivityIndicator>();
   }
+  std::shared_ptr<TableView> makeTableView() override { return nullptr; }
+
+  std::shared_ptr<WebView> makeWebView() override { return nullptr; }
 
   const FontBook& fonts() const override { return fonts_; }
   Size boundingSize(const std::string& text, const Font& font, double width) const override;
