@@ -1,7 +1,4 @@
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <mutex>
 #include <thread>
@@ -9,6 +6,7 @@
 #include "platform/linux/curl_http_client.h"
 #include "platform/linux/glib_dispatch_queue.h"
 #include "platform/linux/linux_platform.h"
+#include "support/loopback_http_server.h"
 
 // Designated initializers below leave the other fields at their defaults.
 #pragma GCC diagnostic ignored "-Wmissing-field-initializers"
@@ -18,63 +16,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
+using test::LoopbackHttpServer;
+using Server = LoopbackHttpServer;
+
 std::string reply(int status, const std::string& body, const std::string& extraHeaders = "") {
-  return "HTTP/1.1 " + std::to_string(status) + " Whatever\r\n" + extraHeaders +
-         "Content-Length: " + std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
+  return LoopbackHttpServer::reply(status, body, extraHeaders);
 }
-
-// A one-thread HTTP server on 127.0.0.1 giving every request the same answer;
-// without one it never even accepts, so requests hang.
-struct Server {
-  explicit Server(std::optional<std::string> answer) : answer(std::move(answer)) {
-    sockaddr_in address{.sin_family = AF_INET, .sin_addr = {htonl(INADDR_LOOPBACK)}};
-    socklen_t length = sizeof address;
-    bind(listener, reinterpret_cast<sockaddr*>(&address), length);
-    listen(listener, 8);
-    getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
-    url = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-    if (this->answer) thread = std::thread([this] { serve(); });
-  }
-  ~Server() {
-    shutdown(listener, SHUT_RDWR);  // wakes accept()
-    if (thread.joinable()) thread.join();
-    close(listener);
-  }
-  // Every request as it arrived: request line, headers, body.
-  std::vector<std::string> received() {
-    std::lock_guard lock(mutex);
-    return requests;
-  }
-
-  void serve() {
-    for (int connection; (connection = accept(listener, nullptr, nullptr)) >= 0;) {
-      std::string request;
-      char buffer[65536];
-      // The head, then as much body as Content-Length says.
-      for (size_t end; (end = request.find("\r\n\r\n")) == std::string::npos ||
-                       request.size() < end + 4 + bodyLength(request, end);) {
-        ssize_t got = recv(connection, buffer, sizeof buffer, 0);
-        if (got <= 0) break;
-        request.append(buffer, static_cast<size_t>(got));
-      }
-      std::lock_guard lock(mutex);
-      requests.push_back(request);
-      send(connection, answer->data(), answer->size(), MSG_NOSIGNAL);
-      close(connection);
-    }
-  }
-  static size_t bodyLength(const std::string& request, size_t headEnd) {
-    size_t at = request.find("Content-Length: ");
-    return at < headEnd ? std::stoul(request.substr(at + 16)) : 0;
-  }
-
-  std::optional<std::string> answer;
-  int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  std::string url;
-  std::thread thread;
-  std::mutex mutex;
-  std::vector<std::string> requests;
-};
 
 class CurlHttpClientTest : public ::testing::Test {
  protected:
@@ -105,7 +52,7 @@ TEST_F(CurlHttpClientTest, HandsBackStatusAndBodyOfAnyReply) {
   for (const auto& [raw, status, body] : cases) {
     SCOPED_TRACE(raw);
     Server server(raw);
-    HttpResponse response = exchange({.url = server.url});
+    HttpResponse response = exchange({.url = server.url()});
     EXPECT_EQ(response.error, "");
     EXPECT_EQ(response.status, status);
     EXPECT_EQ(response.body, body);
@@ -117,7 +64,7 @@ TEST_F(CurlHttpClientTest, SendsHeadersAndBodyByteForByte) {
   // Past 1 MiB, where curl would otherwise wait for a 100-continue.
   const std::string body =
       std::string("{\"q\":\"\xC3\xBC\"}\0\x01\xff", 13) + std::string(1100000, 'x');
-  exchange({.url = server.url + "/graphql?x=1",
+  exchange({.url = server.url() + "/graphql?x=1",
             .headers = {{"Content-Type", "application/json"}, {"X-Key", "a: b"}, {"X-Empty", ""}},
             .body = body});
 
@@ -134,13 +81,13 @@ TEST_F(CurlHttpClientTest, SendsHeadersAndBodyByteForByte) {
 }
 
 TEST_F(CurlHttpClientTest, FailuresCarryCurlsMessageAndNoBody) {
-  std::string closedPort = Server(std::nullopt).url;
+  std::string closedPort = Server(std::nullopt).url();
   Server silent(std::nullopt), answering(reply(200, "{}"));
   const std::vector<std::pair<HttpRequest, std::string>> cases = {
       {{.url = closedPort}, "Couldn't connect to server: "},
-      {{.url = silent.url, .timeout = 300ms}, "Timeout was reached: "},
+      {{.url = silent.url(), .timeout = 300ms}, "Timeout was reached: "},
       // A header with a line break in it is not sent at all.
-      {{.url = answering.url, .headers = {{"X-Split", "a\r\nInjected: 1"}}}, ""},
+      {{.url = answering.url(), .headers = {{"X-Split", "a\r\nInjected: 1"}}}, ""},
   };
   for (const auto& [request, error] : cases) {
     SCOPED_TRACE(request.url);
