@@ -64,6 +64,10 @@ HciScanSession::Effects HciScanSession::adapterUp(bool up) {
     scanning_ = false;
     queued_.clear();
     inFlight_.reset();
+    if (wanted_) {
+      resume_ = Resume::AdapterUp;
+      resumeAt_.reset();  // the settle is counted from the adapter being up
+    }
   }
   up_ = up;
   return {};
@@ -72,7 +76,6 @@ HciScanSession::Effects HciScanSession::adapterUp(bool up) {
 HciScanSession::Effects HciScanSession::scan(const std::vector<std::string>& serviceUUIDs,
                                              bool allowDuplicates) {
   Effects effects;
-  if (!up_) return effects;
   std::set<std::string> wanted;
   for (const auto& text : serviceUUIDs) {
     auto uuid = ServiceUUID::parse(text);
@@ -87,13 +90,23 @@ HciScanSession::Effects HciScanSession::scan(const std::vector<std::string>& ser
   if (!serviceUUIDs.empty() && wanted.empty()) return effects;
   serviceUUIDs_ = std::move(wanted);
   allowDuplicates_ = allowDuplicates;
-  scanning_ = true;
-  queueScanCommands(effects);
+  wanted_ = true;
+  if (up_) {
+    restart(effects, {});
+  } else {
+    // Asked a moment after the adapter went: taken up when it is back.
+    scanning_ = false;
+    resume_ = Resume::AdapterUp;
+    resumeAt_.reset();
+  }
   return effects;
 }
 
 HciScanSession::Effects HciScanSession::stop() {
   Effects effects;
+  wanted_ = false;
+  resume_ = Resume::None;
+  resumeAt_.reset();
   if (!scanning_) return effects;
   scanning_ = false;
   queued_ = {Step{disableCommand(), true}};
@@ -132,9 +145,22 @@ void HciScanSession::sendNext(Effects& effects) {
   effects.commands.push_back(inFlight_->packet);
 }
 
+bool HciScanSession::isScanCommand(uint16_t opcode) const {
+  return opcode == kSetScanEnable || opcode == kSetScanParameters ||
+         opcode == kSetExtendedScanEnable || opcode == kSetExtendedScanParameters;
+}
+
 void HciScanSession::finished(uint16_t opcode, uint8_t status, Effects& effects) {
-  // Answers to bluetoothd's own commands reach this socket too.
-  if (!inFlight_ || opcodeOf(inFlight_->packet) != opcode) return;
+  // Answers to bluetoothd's and the kernel's own commands reach this socket
+  // too. One that touched the scan while ours ran has switched ours off or
+  // replaced its parameters (the controller keeps one scan).
+  if (!inFlight_ || opcodeOf(inFlight_->packet) != opcode) {
+    if (status == 0 && scanning_ && wanted_ && resume_ == Resume::None && isScanCommand(opcode)) {
+      resume_ = Resume::Rewritten;
+      rewrittenBy_ = opcode;
+    }
+    return;
+  }
   Step step = std::move(*inFlight_);
   inFlight_.reset();
   if (status != 0 && !step.mayFail) {
@@ -206,13 +232,14 @@ HciScanSession::Effects HciScanSession::received(std::span<const uint8_t> packet
 }
 
 void HciScanSession::advertisingEvent(std::span<const uint8_t> event, Effects& effects) {
+  ++reports_;
   auto reports = AdvertisingReport::fromEvent(event);
   if (!reports) return malformed(effects);
   for (auto& report : *reports) {
     // An extended report's data status is 0 only when its data is whole.
     if (report.extended && ((report.eventType >> 5) & 0x3) != 0) continue;
     auto data = AdvertisingData::parse(report.data);
-    if (!wanted(data)) continue;
+    if (!matches(data)) continue;
     CentralDiscovery discovery{
         .peripheral = BluetoothAddress::fromLittleEndian(report.address).peripheralIdentifier(),
         .serviceData = std::nullopt,
@@ -222,13 +249,69 @@ void HciScanSession::advertisingEvent(std::span<const uint8_t> event, Effects& e
   }
 }
 
+void HciScanSession::restart(Effects& effects, const std::string& why) {
+  if (!why.empty()) effects.warnings.push_back(why);
+  resume_ = Resume::None;
+  resumeAt_.reset();
+  lastReportAt_.reset();
+  reportsAtLastTick_ = reports_;
+  scanning_ = true;
+  queueScanCommands(effects);
+}
+
+HciScanSession::Effects HciScanSession::tick(Time now) {
+  Effects effects;
+  if (!wanted_ || !up_) return effects;
+  if (resume_ != Resume::None) {
+    if (!resumeAt_) {
+      if (resume_ == Resume::AdapterUp) {
+        resumeAt_ = now + kSettle;
+      } else {
+        bool recent = lastRewrite_ && now - *lastRewrite_ < kBackoffForgotten;
+        backoff_ = recent ? std::min(backoff_ * 2, std::chrono::seconds(kLongestBackoff))
+                          : std::chrono::seconds(kFirstBackoff);
+        lastRewrite_ = now;
+        resumeAt_ = now + backoff_;
+        effects.warnings.push_back("another program switched off or changed our scan on " +
+                                   adapterName_ + " (command " + hex(rewrittenBy_, 4) +
+                                   "); scanning again in " + std::to_string(backoff_.count()) +
+                                   " s");
+      }
+    }
+    if (now >= *resumeAt_) {
+      restart(effects, resume_ == Resume::AdapterUp ? adapterName_ + " is up again; scanning again"
+                                                    : std::string());
+    }
+    return effects;
+  }
+  // Without duplicates the controller goes quiet on its own once every
+  // device has been reported: silence says nothing then.
+  if (!scanning_ || !allowDuplicates_ || inFlight_ || !queued_.empty()) return effects;
+  if (reports_ != reportsAtLastTick_) {
+    reportsAtLastTick_ = reports_;
+    lastReportAt_ = now;
+  } else if (lastReportAt_ && now - *lastReportAt_ >= kSilence) {
+    restart(effects, "no advertisement on " + adapterName_ + " for " +
+                         std::to_string(kSilence.count()) +
+                         " s after a steady flow; switching our scan on again");
+  }
+  return effects;
+}
+
+std::optional<HciScanSession::Time> HciScanSession::nextTick() const {
+  if (!wanted_ || !up_) return std::nullopt;
+  if (resume_ != Resume::None) return resumeAt_;
+  if (lastReportAt_) return *lastReportAt_ + kSilence;
+  return std::nullopt;
+}
+
 void HciScanSession::malformed(Effects& effects) {
   // Once is enough to say what goes on; malformedEvents() has the count.
   if (malformedEvents_++ == 0)
     effects.warnings.push_back(adapterName_ + " sent a malformed event; such events are skipped");
 }
 
-bool HciScanSession::wanted(const AdvertisingData& data) const {
+bool HciScanSession::matches(const AdvertisingData& data) const {
   if (serviceUUIDs_.empty()) return true;
   for (uint16_t uuid : data.serviceUUIDs)
     if (serviceUUIDs_.contains(ServiceUUID::from16(uuid).shortText())) return true;

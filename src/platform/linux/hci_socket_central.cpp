@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -69,6 +70,13 @@ constexpr unsigned long kHciGetDeviceInfo = _IOR('H', 211, int);
 // How often the adapter is looked at for coming, going, up and down.
 constexpr auto kProbeInterval = 1s;
 constexpr auto kCommandTimeout = 2s;
+
+// The class appears when the kernel's Bluetooth core is loaded, and sysfs
+// shows it in every network namespace, where the sockets are refused.
+bool kernelHasBluetooth() {
+  std::error_code error;
+  return std::filesystem::exists("/sys/class/bluetooth", error);
+}
 
 bool hasNetRaw() {
   __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
@@ -140,7 +148,7 @@ class HciSocketCentral final : public BluetoothCentral {
   }
 
   void refuse(int error) {
-    HciRefusal refusal = hciRefusalFor(error, index_);
+    HciRefusal refusal = hciRefusalFor(error, index_, kernelHasBluetooth());
     warn(refusal.line);
     setState(refusal.state);
     refused_ = true;
@@ -177,8 +185,10 @@ class HciSocketCentral final : public BluetoothCentral {
         probeAdapter();
         nextProbe_ = now + kProbeInterval;
       }
+      apply(session_.tick(now));
       auto until = nextProbe_;
       if (session_.awaitingReply()) until = std::min(until, commandDeadline_);
+      if (auto tick = session_.nextTick()) until = std::min(until, *tick);
       int timeout = static_cast<int>(
           std::max<int64_t>(0, std::chrono::ceil<std::chrono::milliseconds>(until - now).count()));
       std::array<pollfd, 2> fds{pollfd{wake_, POLLIN, 0}, pollfd{bound_ ? socket_ : -1, POLLIN, 0}};
@@ -304,7 +314,7 @@ class HciSocketCentral final : public BluetoothCentral {
 
 }  // namespace
 
-HciRefusal hciRefusalFor(int error, int index) {
+HciRefusal hciRefusalFor(int error, int index, bool kernelHasBluetooth) {
   std::string adapter = "hci" + std::to_string(index);
   switch (error) {
     case EPERM:
@@ -316,8 +326,19 @@ HciRefusal hciRefusalFor(int error, int index) {
     case EAFNOSUPPORT:
     case EPROTONOSUPPORT:
     case ESOCKTNOSUPPORT:
+      // The kernel offers Bluetooth sockets in its first network namespace
+      // only: containers and services with PrivateNetwork=yes get this too.
+      if (kernelHasBluetooth)
+        return {BluetoothCentralState::unsupported,
+                "no Bluetooth sockets in this network namespace (a container, or a service "
+                "with PrivateNetwork=yes): the kernel offers them in the host's only; run "
+                "there (--network host, PrivateNetwork=no) for raw HCI scanning on " +
+                    adapter};
       return {BluetoothCentralState::unsupported,
-              "this kernel has no Bluetooth sockets; no raw HCI scanning on " + adapter};
+              "no Bluetooth sockets: this kernel has no Bluetooth, or this process runs in a "
+              "network namespace of its own (a container, PrivateNetwork=yes), where there are "
+              "none; no raw HCI scanning on " +
+                  adapter};
     case ENODEV:
       return {BluetoothCentralState::poweredOff, "no adapter " + adapter + "; waiting for it"};
     default:

@@ -136,13 +136,108 @@ TEST_F(HciScanSessionTest, ReportsAdvertisementsOfTheWantedServiceWhileScanning)
   // Another service only.
   EXPECT_TRUE(session.received(advertisingReport({0x03, 0x03, 0x0f, 0x18})).discoveries.empty());
 
-  // Powering down ends the scan; so does a controller reset seen on the way.
+  // Powering down stops the controller's scan; so does a controller reset seen on the way.
   session.adapterUp(false);
   EXPECT_TRUE(session.received(advertisingReport(kEddystoneAdvert)).discoveries.empty());
   session.adapterUp(true);
   runCommands(session.scan({}, true));
   EXPECT_TRUE(session.received(commandComplete(HciScanSession::kReset, 0)).controllerReset);
   EXPECT_FALSE(session.scanning());
+  EXPECT_TRUE(session.wanted());
+}
+
+// The scan asked for comes back, with the same arguments, whatever ended it
+// on the controller, until stop(): power cycles, resets, other programs'
+// scans, and a controller gone quiet.
+TEST_F(HciScanSessionTest, AScanAskedForOutlivesEverythingButStop) {
+  using namespace std::chrono_literals;
+  const std::vector<Packet> kScanWithoutFilter = {
+      {0x01, 0x0c, 0x20, 0x02, 0x00, 0x00},
+      {0x01, 0x0b, 0x20, 0x07, 0x00, 0x60, 0x00, 0x60, 0x00, 0x00, 0x00},
+      {0x01, 0x0c, 0x20, 0x02, 0x01, 0x00},
+  };
+  HciScanSession::Time t{};
+  session.adapterUp(true);
+  runCommands(session.scan({"FEAA"}, true));
+
+  // Power off and on: nothing until the controller has settled.
+  session.adapterUp(false);
+  EXPECT_FALSE(session.scanning());
+  EXPECT_TRUE(runCommands(session.tick(t += 5s)).empty()) << "still down";
+  session.adapterUp(true);
+  EXPECT_TRUE(runCommands(session.tick(t += 1s)).empty());
+  EXPECT_EQ(session.nextTick(), t + HciScanSession::kSettle);
+  EXPECT_TRUE(runCommands(session.tick(t + 999ms)).empty());
+  EXPECT_EQ(runCommands(session.tick(t += HciScanSession::kSettle)), kScanWithoutFilter);
+  EXPECT_EQ(warnings, std::vector<std::string>{"hci0 is up again; scanning again"});
+  EXPECT_EQ(session.received(advertisingReport(kEddystoneAdvert)).discoveries.size(), 1u);
+  EXPECT_TRUE(session.received(advertisingReport({0x03, 0x03, 0x0f, 0x18})).discoveries.empty())
+      << "still only the service asked for";
+
+  // A reset under a running adapter: the central looks again and finds it up.
+  warnings.clear();
+  EXPECT_TRUE(session.received(commandComplete(HciScanSession::kReset, 0)).controllerReset);
+  session.adapterUp(true);
+  session.tick(t += 1s);
+  EXPECT_EQ(runCommands(session.tick(t += HciScanSession::kSettle)), kScanWithoutFilter);
+
+  // bluetoothd's discovery switches our scan off and sets its own: taken back
+  // after a pause that grows while the fight goes on. Its refused commands
+  // changed nothing.
+  warnings.clear();
+  EXPECT_TRUE(session.received(commandComplete(HciScanSession::kSetScanEnable, 0x0c)).commands.empty());
+  EXPECT_TRUE(runCommands(session.tick(t += 1s)).empty());
+  for (auto backoff : {1s, 2s, 4s}) {
+    session.received(commandComplete(HciScanSession::kSetScanEnable, 0));
+    session.received(commandComplete(HciScanSession::kSetScanParameters, 0));
+    EXPECT_TRUE(runCommands(session.tick(t += 1s)).empty());
+    EXPECT_EQ(runCommands(session.tick(t += backoff)), kScanWithoutFilter) << backoff.count();
+  }
+  EXPECT_EQ(warnings, (std::vector<std::string>{
+                          "another program switched off or changed our scan on hci0 (command "
+                          "0x200c); scanning again in 1 s",
+                          "another program switched off or changed our scan on hci0 (command "
+                          "0x200c); scanning again in 2 s",
+                          "another program switched off or changed our scan on hci0 (command "
+                          "0x200c); scanning again in 4 s",
+                      }));
+  // Left alone for long enough, the next fight starts with a short pause again.
+  warnings.clear();
+  t += HciScanSession::kBackoffForgotten;
+  session.received(commandComplete(HciScanSession::kSetScanEnable, 0));
+  EXPECT_TRUE(runCommands(session.tick(t)).empty());
+  EXPECT_EQ(runCommands(session.tick(t += 1s)), kScanWithoutFilter);
+  ASSERT_EQ(warnings.size(), 1u);
+  EXPECT_TRUE(warnings[0].ends_with("scanning again in 1 s")) << warnings[0];
+
+  // Reports flowing, then none: switched off without our hearing of it.
+  warnings.clear();
+  for (int i = 0; i < 3; ++i) {
+    session.received(advertisingReport(kEddystoneAdvert));
+    EXPECT_TRUE(runCommands(session.tick(t += 1s)).empty());
+  }
+  EXPECT_TRUE(runCommands(session.tick(t + 9s)).empty());
+  EXPECT_EQ(runCommands(session.tick(t += HciScanSession::kSilence)), kScanWithoutFilter);
+  EXPECT_EQ(warnings, std::vector<std::string>{
+                          "no advertisement on hci0 for 10 s after a steady flow; switching our "
+                          "scan on again"});
+  // Still nothing after that: nobody is there, and once is enough to find out.
+  EXPECT_TRUE(runCommands(session.tick(t += 60s)).empty());
+
+  // A filtered scan goes quiet by design.
+  runCommands(session.scan({"FEAA"}, false));
+  session.received(advertisingReport(kEddystoneAdvert));
+  session.tick(t += 1s);
+  EXPECT_TRUE(runCommands(session.tick(t += 60s)).empty());
+
+  // Stopped: nothing brings it back.
+  runCommands(session.stop());
+  EXPECT_FALSE(session.wanted());
+  session.adapterUp(false);
+  session.adapterUp(true);
+  session.received(commandComplete(HciScanSession::kSetScanEnable, 0));
+  EXPECT_TRUE(runCommands(session.tick(t += 60s)).empty());
+  EXPECT_EQ(session.nextTick(), std::nullopt);
 }
 
 TEST_F(HciScanSessionTest, MalformedEventsAreCountedAndSaidOnce) {
@@ -171,7 +266,7 @@ TEST(HciRefusal, NamesTheCapabilityOrTheMissingPiece) {
   for (const Case& c : {
            Case{EPERM, BluetoothCentralState::unauthorized, "needs CAP_NET_RAW"},
            Case{EACCES, BluetoothCentralState::unauthorized, "sudo setcap cap_net_raw+ep"},
-           Case{EAFNOSUPPORT, BluetoothCentralState::unsupported, "no Bluetooth sockets"},
+           Case{EAFNOSUPPORT, BluetoothCentralState::unsupported, "network namespace of its own"},
            Case{ENODEV, BluetoothCentralState::poweredOff, "no adapter hci3"},
            Case{EIO, BluetoothCentralState::unsupported, "failed"},
        }) {
@@ -180,6 +275,9 @@ TEST(HciRefusal, NamesTheCapabilityOrTheMissingPiece) {
     EXPECT_NE(refusal.line.find(c.says), std::string::npos) << refusal.line;
     EXPECT_NE(refusal.line.find("hci3"), std::string::npos) << refusal.line;
   }
+  // With Bluetooth in the kernel, only a namespace can be refusing the sockets.
+  EXPECT_NE(hciRefusalFor(EAFNOSUPPORT, 0, true).line.find("PrivateNetwork=yes"),
+            std::string::npos);
 }
 
 }  // namespace
