@@ -1,5 +1,6 @@
-// Capture files come from the field: whatever they hold, reading them must end
-// in events, skipped records or a refusal, never a fault.
+// Capture files come from the field, HCI logs and over-the-air sniffer
+// captures alike: whatever they hold, reading them must end in events,
+// skipped records or a refusal, never a fault.
 
 #include <stdlib.h>
 #include <unistd.h>
@@ -15,6 +16,7 @@
 #include "platform/linux/capture/advertising_report.h"
 #include "platform/linux/capture/capture_file_reader.h"
 #include "platform/linux/capture/capture_replay_central.h"
+#include "platform/linux/capture/link_layer_advertisement.h"
 
 namespace {
 
@@ -93,5 +95,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   // parsers' corners far sooner than through a file's framing.
   parseEvent({data, size});
   (void)AdvertisingData::parse({data, size});
+  // And as one sniffed packet: what comes out must be an event the HCI
+  // parsers take whole, since the rest of the road trusts it.
+  for (bool coded : {false, true}) {
+    std::vector<uint8_t> event;
+    if (vicinix::LinkLayerAdvertisement::toEvent({data, size}, -40, coded, event) ==
+            vicinix::LinkLayerAdvertisement::Result::Report &&
+        !AdvertisingReport::fromEvent(event).value_or(std::vector<AdvertisingReport>{}).size())
+      abort();
+  }
   return 0;
 }

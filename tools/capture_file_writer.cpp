@@ -10,6 +10,9 @@ namespace {
 constexpr int64_t kBtsnoopUnixEpoch = 0x00dcddb30f2f8000;
 constexpr uint32_t kMonitorDatalink = 2001;
 constexpr uint32_t kH4WithDirection = 201;
+constexpr uint32_t kLELinkLayer = 251;
+constexpr uint32_t kLELinkLayerWithHeader = 256;
+constexpr uint32_t kNordicBLE = 272;
 
 constexpr uint16_t kNoIndex = 0xffff;
 enum MonitorOpcode : uint16_t {
@@ -44,17 +47,57 @@ CaptureFileWriter::CaptureFileWriter(const std::filesystem::path& path, Format f
     littleEndian(header, 0, 4);      // time zone
     littleEndian(header, 0, 4);      // accuracy
     littleEndian(header, 65535, 4);  // snap length
-    littleEndian(header, kH4WithDirection, 4);
+    littleEndian(header,
+                 format_ == Format::PcapH4                    ? kH4WithDirection
+                 : format_ == Format::PcapLinkLayer           ? kLELinkLayer
+                 : format_ == Format::PcapLinkLayerWithHeader ? kLELinkLayerWithHeader
+                                                              : kNordicBLE,
+                 4);
   }
   write(header);
 }
 
+bool CaptureFileWriter::sniffer() const {
+  return format_ != Format::BtsnoopMonitor && format_ != Format::PcapH4;
+}
+
+void CaptureFileWriter::air(int64_t unixMicros, std::span<const uint8_t> packet, int8_t RSSI,
+                            uint8_t channel) {
+  if (!sniffer()) return;
+  std::vector<uint8_t> record;
+  bool measured = RSSI != 127;
+  if (format_ == Format::PcapLinkLayerWithHeader) {
+    // Channel, signal, noise, offenses, reference access address, flags:
+    // dewhitened, signal valid, CRC checked and valid, 1M PHY.
+    uint16_t flags = 0x0001 | (measured ? 0x0002 : 0) | 0x0400 | 0x0800;
+    record = {channel, static_cast<uint8_t>(RSSI), 0x80, 0};
+    record.insert(record.end(), packet.begin(), packet.begin() + 4);
+    littleEndian(record, flags, 2);
+  } else if (format_ == Format::PcapNordic) {
+    // Board, length, protocol version 2, counter, EVENT_PACKET; header
+    // length, flags (CRC good, 1M PHY), channel, RSSI magnitude, event
+    // counter, time since the last packet.
+    record = {0x00};
+    littleEndian(record, 10 + packet.size(), 2);
+    record.push_back(0x02);
+    littleEndian(record, packetCounter_++, 2);
+    record.push_back(0x06);
+    record.insert(record.end(), {10, 0x01, channel, static_cast<uint8_t>(measured ? -RSSI : 0)});
+    littleEndian(record, 0, 2);
+    littleEndian(record, 0, 4);
+  }
+  record.insert(record.end(), packet.begin(), packet.end());
+  pcapRecord(unixMicros, record);
+}
+
 void CaptureFileWriter::command(int64_t unixMicros, std::span<const uint8_t> packet) {
+  if (sniffer()) return;
   if (format_ == Format::BtsnoopMonitor) return monitorRecord(unixMicros, 0, kCommand, packet);
   h4Record(unixMicros, true, 0x01, packet);
 }
 
 void CaptureFileWriter::event(int64_t unixMicros, std::span<const uint8_t> packet) {
+  if (sniffer()) return;
   if (format_ == Format::BtsnoopMonitor) return monitorRecord(unixMicros, 0, kEvent, packet);
   h4Record(unixMicros, false, 0x04, packet);
 }
@@ -97,13 +140,18 @@ void CaptureFileWriter::monitorRecord(int64_t unixMicros, uint16_t index, uint16
 void CaptureFileWriter::h4Record(int64_t unixMicros, bool sent, uint8_t indicator,
                                  std::span<const uint8_t> packet) {
   std::vector<uint8_t> record;
-  uint64_t length = 4 + 1 + packet.size();
-  littleEndian(record, static_cast<uint64_t>(unixMicros / 1'000'000), 4);
-  littleEndian(record, static_cast<uint64_t>(unixMicros % 1'000'000), 4);
-  littleEndian(record, length, 4);
-  littleEndian(record, length, 4);
   bigEndian(record, sent ? 0 : 1, 4);  // the direction is big-endian whatever the file's order
   record.push_back(indicator);
+  record.insert(record.end(), packet.begin(), packet.end());
+  pcapRecord(unixMicros, record);
+}
+
+void CaptureFileWriter::pcapRecord(int64_t unixMicros, std::span<const uint8_t> packet) {
+  std::vector<uint8_t> record;
+  littleEndian(record, static_cast<uint64_t>(unixMicros / 1'000'000), 4);
+  littleEndian(record, static_cast<uint64_t>(unixMicros % 1'000'000), 4);
+  littleEndian(record, packet.size(), 4);
+  littleEndian(record, packet.size(), 4);
   record.insert(record.end(), packet.begin(), packet.end());
   write(record);
 }

@@ -44,6 +44,61 @@ Bytes operator+(Bytes a, const Bytes& b) {
   return a;
 }
 
+namespace {
+
+// The link layer's CRC-24 (polynomial 0x65B, advertising channels start at
+// 0x555555) over the PDU in transmission order, least significant bit of each
+// byte first; the register goes out most significant bit first.
+Bytes linkLayerCRC(const Bytes& pdu) {
+  uint32_t crc = 0x555555;
+  for (uint8_t value : pdu) {
+    for (int bit = 0; bit < 8; ++bit) {
+      uint32_t feedback = ((crc >> 23) ^ (value >> bit)) & 1;
+      crc = (crc << 1) & 0xffffff;
+      if (feedback) crc ^= 0x00065b;
+    }
+  }
+  Bytes out;
+  for (int i = 0; i < 24; i += 8) {
+    uint8_t reversed = 0;
+    for (int bit = 0; bit < 8; ++bit) reversed |= ((crc >> (23 - i - bit)) & 1) << bit;
+    out.push_back(reversed);
+  }
+  return out;
+}
+
+Bytes airPacket(uint8_t header, const Bytes& payload) {
+  Bytes pdu = Bytes{header, byte(payload.size())} + payload;
+  return Bytes{0xd6, 0xbe, 0x89, 0x8e} + pdu + linkLayerCRC(pdu);
+}
+
+uint8_t txAdd(const Advertisement& advertisement) {
+  return advertisement.addressType == AddressType::Random ? 0x40 : 0x00;
+}
+
+}  // namespace
+
+Bytes airAdvertisement(const Advertisement& advertisement, LegacyEvent kind) {
+  // PDU types: ADV_IND, ADV_NONCONN_IND, SCAN_RSP.
+  uint8_t type = kind == LegacyEvent::Connectable      ? 0x0
+                 : kind == LegacyEvent::NonConnectable ? 0x2
+                                                       : 0x4;
+  return airPacket(type | txAdd(advertisement),
+                   hciAddress(advertisement.address) + advertisement.data);
+}
+
+Bytes airExtendedPointer() {
+  // ADV_EXT_IND: extended header of ADI (set 1) and AuxPtr (channel 8, 1M PHY, 300 us ahead).
+  return airPacket(0x07, Bytes{0x06, 0x18, 0x01, 0x10, 0x08, 0x0a, 0x00});
+}
+
+Bytes airExtendedAdvertisement(const Advertisement& advertisement) {
+  // AUX_ADV_IND, non-connectable and non-scannable: AdvA and ADI, then the data.
+  return airPacket(0x07 | txAdd(advertisement), Bytes{0x09, 0x09} +
+                                                    hciAddress(advertisement.address) +
+                                                    Bytes{0x01, 0x10} + advertisement.data);
+}
+
 Bytes legacyAdvertisingReport(const Advertisement& advertisement, LegacyEvent kind) {
   return leMeta(kLegacyReport, Bytes{1, byte(kind), byte(advertisement.addressType)} +
                                    hciAddress(advertisement.address) +

@@ -34,6 +34,13 @@ Bytes legacyAdvertisingReport(const Advertisement& advertisement, LegacyEvent ki
 Bytes extendedAdvertisingReport(const Advertisement& advertisement);
 Bytes commandComplete(uint16_t opcode);
 
+// The same advertisements as an over-the-air sniffer hears them: access
+// address, link-layer header, payload, CRC. An extended one is the primary
+// channel's pointer (no address, no data) and the AUX_ADV_IND it points to.
+Bytes airAdvertisement(const Advertisement& advertisement, LegacyEvent kind);
+Bytes airExtendedPointer();
+Bytes airExtendedAdvertisement(const Advertisement& advertisement);
+
 // HCI commands: opcode, length, parameters.
 Bytes command(uint16_t opcode, const Bytes& parameters);
 Bytes setScanParameters();  // active, 60 ms window every 60 ms

@@ -1,6 +1,8 @@
 // vicinix-sample-captures: writes the sample captures of samples/, two and a
 // half minutes at a store entrance, as btsnoop (what `btmon -w` saves) and as
-// pcap (what Wireshark saves) of the same HCI traffic:
+// pcap (what Wireshark saves) of the same HCI traffic, and the same
+// advertisements as three over-the-air sniffers save them (link types 251,
+// 256 and 272):
 //
 //   vicinix-sample-captures OUTPUT_DIRECTORY
 //
@@ -65,6 +67,9 @@ struct Record {
   uint64_t order;  // ties keep the order of making
   bool command;
   Bytes packet;
+  // What a sniffer heard of it; empty for what only the host sees.
+  std::vector<Bytes> air = {};
+  int8_t RSSI = kRSSIUnavailable;
 };
 
 std::vector<Device> scene() {
@@ -178,8 +183,10 @@ int8_t signal(const Device& device, double at, const std::pair<double, double>& 
 std::vector<Record> traffic(int64_t start) {
   std::vector<Record> records;
   uint64_t order = 0;
-  auto add = [&](double at, bool command, Bytes packet) {
-    records.push_back({start + std::llround(at * 1e6), order++, command, std::move(packet)});
+  auto add = [&](double at, bool command, Bytes packet, std::vector<Bytes> air = {},
+                 int8_t RSSI = kRSSIUnavailable) {
+    records.push_back({start + std::llround(at * 1e6), order++, command, std::move(packet),
+                       std::move(air), RSSI});
   };
   add(0.000'210, true, setScanParameters());
   add(0.000'480, false, commandComplete(kSetScanParameters));
@@ -204,14 +211,17 @@ std::vector<Record> traffic(int64_t start) {
                                   .data = device.data(n)};
       if (device.extended) {
         if (n % 25 == 12) advertisement.RSSI = kRSSIUnavailable;
-        add(sent, false, extendedAdvertisingReport(advertisement));
+        add(sent, false, extendedAdvertisingReport(advertisement),
+            {airExtendedPointer(), airExtendedAdvertisement(advertisement)}, advertisement.RSSI);
         continue;
       }
-      add(sent, false, legacyAdvertisingReport(advertisement, device.kind));
+      add(sent, false, legacyAdvertisingReport(advertisement, device.kind),
+          {airAdvertisement(advertisement, device.kind)}, advertisement.RSSI);
       if (!device.scanResponse.empty()) {
         advertisement.data = device.scanResponse;
         add(sent + 0.000'400, false,
-            legacyAdvertisingReport(advertisement, LegacyEvent::ScanResponse));
+            legacyAdvertisingReport(advertisement, LegacyEvent::ScanResponse),
+            {airAdvertisement(advertisement, LegacyEvent::ScanResponse)}, advertisement.RSSI);
       }
     }
   }
@@ -231,7 +241,16 @@ bool write(const std::filesystem::path& path, CaptureFileWriter::Format format, 
   writer.systemNote(start, "Bluetooth subsystem version 2.22");
   writer.newIndex(start, {0x00, 0x1A, 0x7D, 0xDA, 0x71, 0x0A}, "hci0");
   writer.openIndex(start);
+  uint8_t channel = 37;
   for (const Record& record : records) {
+    for (size_t i = 0; i < record.air.size(); ++i) {
+      // The pointer goes out on a primary channel 300 us ahead of what it
+      // points to, on channel 8, which is what a controller reports.
+      bool pointer = i + 1 < record.air.size();
+      writer.air(record.micros - int64_t(record.air.size() - 1 - i) * 300, record.air[i],
+                 record.RSSI, pointer ? channel : 8);
+    }
+    if (!record.air.empty()) channel = channel == 39 ? 37 : channel + 1;
     if (record.command) {
       writer.command(record.micros, record.packet);
     } else {
@@ -262,6 +281,12 @@ int main(int argc, char** argv) {
   bool written =
       write(directory / "store-entrance.btsnoop", CaptureFileWriter::Format::BtsnoopMonitor, start,
             records) &&
-      write(directory / "store-entrance.pcap", CaptureFileWriter::Format::PcapH4, start, records);
+      write(directory / "store-entrance.pcap", CaptureFileWriter::Format::PcapH4, start, records) &&
+      write(directory / "store-entrance-sniffer-ll.pcap", CaptureFileWriter::Format::PcapLinkLayer,
+            start, records) &&
+      write(directory / "store-entrance-sniffer-phdr.pcap",
+            CaptureFileWriter::Format::PcapLinkLayerWithHeader, start, records) &&
+      write(directory / "store-entrance-sniffer-nrf.pcap", CaptureFileWriter::Format::PcapNordic,
+            start, records);
   return written ? 0 : 1;
 }

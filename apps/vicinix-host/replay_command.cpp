@@ -133,7 +133,7 @@ void printSummary(const Counts& counts) {
             << " advertising reports; Eddystone frames: " << counts.uidFrames << " UID, "
             << counts.eidFrames << " EID, " << counts.telemetryFrames << " TLM, "
             << counts.urlFrames << " URL, " << counts.unknownFrames << " unknown; "
-            << counts.malformed << " records skipped as malformed\n";
+            << counts.malformed << " advertising reports skipped as malformed\n";
 }
 
 }  // namespace

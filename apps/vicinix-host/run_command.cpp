@@ -133,7 +133,7 @@ void printReplaySummary(const CaptureReplayCentral::Counts& counts) {
   std::cerr << "replay: " << counts.records << " records, " << counts.advertisingReports
             << " advertising reports, Eddystone UID " << counts.uidFrames << " EID "
             << counts.eidFrames << " TLM " << counts.telemetryFrames << " URL " << counts.urlFrames
-            << ", " << counts.malformed << " skipped as malformed"
+            << ", " << counts.malformed << " advertising reports skipped as malformed"
             << (counts.finished ? ", capture finished" : "") << "\n";
 }
 

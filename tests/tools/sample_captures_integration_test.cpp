@@ -22,7 +22,9 @@ TEST(SampleCapturesTest, CommittedSamplesMatchTheGenerator) {
   auto result =
       test::runCommand(std::string(VICINIX_SAMPLE_CAPTURES_BINARY) + " " + directory.path.string());
   ASSERT_EQ(result.exitCode, 0) << result.err;
-  for (const char* name : {"store-entrance.btsnoop", "store-entrance.pcap"}) {
+  for (const char* name :
+       {"store-entrance.btsnoop", "store-entrance.pcap", "store-entrance-sniffer-ll.pcap",
+        "store-entrance-sniffer-phdr.pcap", "store-entrance-sniffer-nrf.pcap"}) {
     auto committed = std::filesystem::path(VICINIX_SOURCE_DIR) / "samples" / name;
     ASSERT_TRUE(std::filesystem::exists(committed)) << committed;
     EXPECT_TRUE(contents(directory.path / name) == contents(committed)) << name << " differs";

@@ -12,6 +12,9 @@ namespace vicinix {
 namespace {
 
 constexpr uint8_t kH4Event = 0x04;
+constexpr uint8_t kLEMetaEvent = 0x3e;
+constexpr uint8_t kLegacyReport = 0x02;
+constexpr uint8_t kExtendedReport = 0x0d;
 
 bool startsLikeBtsnoop(const std::filesystem::path& path) {
   std::array<char, 8> magic{};
@@ -41,6 +44,9 @@ bool CaptureFileReader::next(Event& event) {
     const auto& bytes = record.event;
     if (packet == Packet::Malformed || bytes.size() < 2 || bytes[1] + 2u != bytes.size()) {
       ++counts_.skipped;
+      if (bytes.size() < 3 ||
+          (bytes[0] == kLEMetaEvent && (bytes[2] == kLegacyReport || bytes[2] == kExtendedReport)))
+        ++counts_.skippedReports;
       continue;
     }
     // Capture clocks get stepped by NTP; replay must never run backwards.

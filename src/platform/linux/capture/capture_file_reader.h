@@ -10,9 +10,11 @@
 
 namespace vicinix {
 
-// Walks a Bluetooth HCI capture (btsnoop, pcap or pcapng) and hands out the
-// HCI events in it, the only packets that carry advertisements. Anything in
-// the file that does not add up is skipped and counted, never trusted.
+// Walks a Bluetooth capture (btsnoop, pcap or pcapng; HCI or over-the-air
+// sniffer link types) and hands out the HCI events in it, the only packets
+// that carry advertisements; a sniffer's advertising PDUs come out as the
+// events a controller makes of them. Anything in the file that does not add
+// up is skipped and counted, never trusted.
 class CaptureFileReader {
  public:
   enum class Format { Detect, Btsnoop, Pcap };
@@ -27,6 +29,9 @@ class CaptureFileReader {
   struct Counts {
     uint64_t records = 0;  // every record looked at, events or not
     uint64_t skipped = 0;  // records that were malformed or cut short
+    // Of those, the ones that held an advertising report, or were too damaged
+    // to tell (an unreadable record may have been one).
+    uint64_t skippedReports = 0;
   };
 
   // Null, with the reason in `error`, when the file cannot be read or does not

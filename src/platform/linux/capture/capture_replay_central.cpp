@@ -88,7 +88,7 @@ struct CaptureReplayCentral::Playback {
   bool hasNext = false;
   std::unordered_map<uint64_t, PeripheralIdentifier> identifiers;
   Counts counts;
-  uint64_t ownMalformed = 0;  // what the reader passed but did not add up
+  uint64_t ownMalformed = 0;  // advertising events the reader passed that did not add up
 
   bool active(uint64_t forScan) const { return delegate && scanning && scan == forScan; }
 
@@ -121,7 +121,7 @@ struct CaptureReplayCentral::Playback {
   void publish() {
     if (reader) {
       counts.records = reader->counts().records;
-      counts.malformed = reader->counts().skipped + ownMalformed;
+      counts.malformed = reader->counts().skippedReports + ownMalformed;
     }
     std::lock_guard lock(progress->mutex_);
     progress->counts_ = counts;
@@ -174,11 +174,9 @@ struct CaptureReplayCentral::Playback {
     }
     for (AdvertisingReport& report : *reports) {
       ++counts.advertisingReports;
+      // A last AD structure that overruns the advertisement leaves the ones
+      // before it good, as the kernel and BlueZ read them.
       AdvertisingData data = AdvertisingData::parse(report.data);
-      if (data.malformed) {
-        ++ownMalformed;
-        continue;
-      }
       countFrame(data);
       if (!isWanted(data)) continue;
       if (!allowDuplicates && !reported.insert(addressKey(report.address)).second) continue;

@@ -33,7 +33,8 @@ class CaptureReplayCentral final : public BluetoothCentral {
     uint64_t advertisingReports = 0;  // LE advertising reports, legacy and extended
     // Advertisements carrying Eddystone service data, by frame type.
     uint64_t uidFrames = 0, eidFrames = 0, telemetryFrames = 0, urlFrames = 0, unknownFrames = 0;
-    // Records, or reports in a record, that did not add up and were skipped.
+    // Advertising reports skipped because their record or event did not add
+    // up; a record too damaged to tell what it held counts as one.
     uint64_t malformed = 0;
     bool finished = false;  // the end of the file (or of its readable part) was reached
     bool operator==(const Counts&) const = default;

@@ -159,10 +159,12 @@ TEST_F(CaptureReplayCentralTest, MalformedRecordsAndReportsAreCountedAndSkipped)
   make();
   scan();
   env.time->runAll();
-  EXPECT_EQ(calls, (Calls{"0.001 1 -60 uid", "0.002 1 -60 uid", "3.1536e+12 1 -60 uid"}));
+  // The overrunning name goes; the Eddystone data before it stays, as BlueZ keeps it.
+  EXPECT_EQ(calls, (Calls{"0.001 1 -60 uid", "0.001 1 -60 uid", "0.002 1 -60 uid",
+                          "3.1536e+12 1 -60 uid"}));
   auto counts = progress->counts();
   EXPECT_EQ(counts.records, 5u);
-  EXPECT_EQ(counts.malformed, 3u) << "the count, the overrun and the cut-off tail";
+  EXPECT_EQ(counts.malformed, 2u) << "the event with the wrong count and the cut-off tail";
   EXPECT_TRUE(counts.finished);
 }
 
