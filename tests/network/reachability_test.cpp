@@ -73,6 +73,22 @@ TEST(ReachabilityTest, NotifierReportsChangesOnlyOnTheMainQueue) {
   EXPECT_EQ(calls.back(), "reachable WiFi");
 }
 
+TEST(ReachabilityTest, FirstReadingIsReportedAsAChange) {
+  FakeSdk env;
+  env.reachability->setFlags(kReachabilityReachable);
+  auto reachability = Reachability::forZeroAddress();
+  int reachable = 0, posted = 0;
+  reachability->whenReachable = [&](Reachability&) { ++reachable; };
+  NotificationCenter::defaultCenter().addObserver(
+      Reachability::kChangedNotification,
+      [&](const NotificationCenter::Notification&) { ++posted; });
+  EXPECT_EQ(reachability->connection(), Connection::wifi);
+  EXPECT_EQ(reachability->connection(), Connection::wifi);
+  env.time->runUntilIdle();
+  EXPECT_EQ(reachable, 1);
+  EXPECT_EQ(posted, 1);
+}
+
 TEST(ReachabilityTest, RefusalsAreReportedAsErrors) {
   FakeSdk env;
   env.reachability->refuseCallbacks(true);
