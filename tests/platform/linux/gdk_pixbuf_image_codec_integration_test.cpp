@@ -1,3 +1,4 @@
+#include <gdk-pixbuf/gdk-pixbuf.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -91,6 +92,40 @@ TEST(GdkPixbufImageCodec, ClampsJpegQualityToZeroToOne) {
 
 // Nothing it is handed may crash it or, as a FIFO nobody writes to would,
 // block it forever.
+// One colour, as the WebP loader's own saver writes it: a lossy "VP8 " chunk
+// when opaque, "VP8X" with an alpha chunk otherwise.
+std::vector<uint8_t> webP(int width, int height, uint32_t rgba) {
+  GdkPixbuf* pixbuf = gdk_pixbuf_new(GDK_COLORSPACE_RGB, (rgba & 0xff) != 0xff, 8, width, height);
+  gdk_pixbuf_fill(pixbuf, rgba);
+  gchar* buffer = nullptr;
+  gsize size = 0;
+  EXPECT_TRUE(gdk_pixbuf_save_to_buffer(pixbuf, &buffer, &size, "webp", nullptr, nullptr));
+  std::vector<uint8_t> bytes(buffer, buffer + size);
+  g_free(buffer);
+  g_object_unref(pixbuf);
+  return bytes;
+}
+
+TEST(GdkPixbufImageCodec, ReadsWebPUnderTheSamePixelLimit) {
+  ASSERT_TRUE(GdkPixbufImageCodec::canRead("webp")) << "webp-pixbuf-loader is not installed";
+  for (uint32_t colour : {0x2080c0ffu, 0x2080c080u}) {
+    SCOPED_TRACE(colour);
+    std::vector<uint8_t> bytes = webP(3, 2, colour);
+    ASSERT_GE(bytes.size(), 30u);
+    EXPECT_EQ(std::string(bytes.begin() + 12, bytes.begin() + 16),
+              (colour & 0xff) == 0xff ? "VP8 " : "VP8X");
+    auto image = GdkPixbufImageCodec(6).decode(bytes);
+    ASSERT_TRUE(image);
+    EXPECT_EQ(image->width, 3);
+    EXPECT_EQ(image->height, 2);
+    for (int channel = 0; channel < 4; ++channel) {
+      EXPECT_NEAR((*image->rgba)[size_t(channel)], (colour >> (24 - 8 * channel)) & 0xff, 8);
+    }
+    EXPECT_FALSE(GdkPixbufImageCodec(5).decode(bytes));
+    EXPECT_FALSE(GdkPixbufImageCodec().decode(std::span(bytes).first(29))) << "header cut short";
+  }
+}
+
 TEST(GdkPixbufImageCodec, RefusesWhatIsNotAPictureItReadsOrPixelsThatDoNotMatchTheSize) {
   GdkPixbufImageCodec codec;
   std::vector<uint8_t> png = codec.encodePNG(pattern(4, 4, false)).value();
