@@ -268,11 +268,10 @@ class RouteReader {
     if (found.outcome == Outcome::kKernelError) return WayOut{};  // unreachable, no route...
     if (found.outcome != Outcome::kDone) return std::nullopt;
     if (found.type != RTN_UNICAST || found.route.interface == 0) return WayOut{};
-    // A link-local source cannot talk beyond the link: SLAAC has not given
-    // the host an address yet, or the router announces no prefix.
-    if (family == AF_INET6 && (found.route.source.size() != 16 || isLinkLocal(found.route.source))) {
-      return WayOut{};
-    }
+    // Only a source beyond the link talks beyond it. Before SLAAC (or with a
+    // router that announces no prefix) the kernel offers a link-local source,
+    // or even ::1 while that one is still tentative.
+    if (family == AF_INET6 && !isBeyondLink(found.route.source)) return WayOut{};
     std::optional<LinkAttributes> link = readLinkOf(found.route.interface);
     if (!link) return std::nullopt;
     // Unplugged cables and lost Wi-Fi associations leave the routes in place.
@@ -280,8 +279,12 @@ class RouteReader {
     return WayOut{.usable = true, .cellular = isCellular(*link)};
   }
 
-  static bool isLinkLocal(const std::string& address) {
-    return static_cast<uint8_t>(address[0]) == 0xfe && (static_cast<uint8_t>(address[1]) & 0xc0) == 0x80;
+  static bool isBeyondLink(const std::string& address) {
+    static const std::string unspecified(16, '\0'), loopback = unspecified.substr(0, 15) + '\1';
+    if (address.size() != 16 || address == unspecified || address == loopback) return false;
+    bool linkLocal = static_cast<uint8_t>(address[0]) == 0xfe &&
+                     (static_cast<uint8_t>(address[1]) & 0xc0) == 0x80;
+    return !linkLocal;
   }
 
   struct Lookup {
