@@ -68,8 +68,9 @@ Platform makeLinuxPlatform(const LinuxPlatformOptions& options) {
   // The loader is a package of its own; without it every CDN picture served
   // as WebP fails, and only this line says why.
   if (!GdkPixbufImageCodec::canRead("webp")) {
-    log->systemLine("WebP pictures will not decode: gdk-pixbuf has no WebP loader "
-                    "(install webp-pixbuf-loader)");
+    log->systemLine(
+        "WebP pictures will not decode: gdk-pixbuf has no WebP loader "
+        "(install webp-pixbuf-loader)");
   }
   return Platform{
       .queues = queues,

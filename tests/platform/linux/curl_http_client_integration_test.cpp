@@ -98,52 +98,38 @@ TEST_F(CurlHttpClientTest, FailuresCarryCurlsMessageAndNoBody) {
   }
 }
 
-// A CDN-like server: /start hops twice to /final; the others misbehave.
-std::string redirecting(const std::string& request) {
-  const std::string target = LoopbackHttpServer::targetOf(request);
-  auto to = [](const std::string& location) {
-    return reply(302, "moved", "Location: " + location + "\r\n");
-  };
-  if (target == "/start") return reply(307, "", "Location: /next\r\n");
-  if (target == "/next") return reply(303, "", "Location: /final\r\n");
-  if (target == "/final") return reply(200, "done");
-  if (target == "/loop") return to("/loop-again");
-  if (target == "/loop-again") return to("/loop");
-  if (target == "/passwd") return to("file:///etc/passwd");
-  if (target.starts_with("/hop/")) return to("/hop/" + std::to_string(std::stoi(target.substr(5)) + 1));
-  return reply(404, "");
-}
-
-TEST_F(CurlHttpClientTest, FollowsAllowedRedirectsWithoutTheCallersHeaders) {
-  Server server(redirecting);
-  HttpResponse response = exchange({.url = server.url() + "/start",
-                                    .headers = {{"X-Application-Key", "secret"}},
-                                    .body = "{}",
+TEST_F(CurlHttpClientTest, FollowsAllowedRedirectsToWebUrlsOnlyAndWithoutTheCallersHeaders) {
+  Server server([](const std::string& request) {
+    std::string target = LoopbackHttpServer::targetOf(request);
+    if (target == "/final") return reply(200, "done");
+    std::string location = target == "/start"    ? "/final"
+                           : target == "/passwd" ? "file:///etc/passwd"
+                           : target == "/loop"   ? "/loop-again"
+                           : target == "/loop-again"
+                               ? "/loop"
+                               : "/hop/" + std::to_string(std::stoi(target.substr(5)) + 1);
+    return reply(302, "", "Location: " + location + "\r\n");
+  });
+  HttpResponse followed = exchange({.method = "GET",
+                                    .url = server.url() + "/start",
+                                    .headers = {{"X-Key", "secret"}},
                                     .maxRedirects = 5});
-  EXPECT_EQ(response.error, "");
-  EXPECT_EQ(response.status, 200);
-  EXPECT_EQ(response.body, "done");
-
+  EXPECT_EQ(followed.body, "done");
   auto received = server.received();
-  ASSERT_EQ(received.size(), 3u);
-  EXPECT_TRUE(received[0].starts_with("POST /start "));
-  EXPECT_TRUE(received[1].starts_with("POST /next ")) << "a 307 keeps a POST a POST";
-  EXPECT_TRUE(received[2].starts_with("GET /final ")) << "a 303 makes it a GET";
-  for (size_t i = 0; i < received.size(); ++i) {
-    EXPECT_NE(received[i].find("\r\nUser-Agent: vicinix/1\r\n"), std::string::npos) << received[i];
-    EXPECT_EQ(received[i].find("secret") != std::string::npos, i == 0) << received[i];
-  }
-}
+  ASSERT_EQ(received.size(), 2u);
+  EXPECT_NE(received[0].find("secret"), std::string::npos);
+  EXPECT_EQ(received[1].find("secret"), std::string::npos)
+      << "the redirect target is another party";
+  for (const auto& request : received)
+    EXPECT_NE(request.find("\r\nUser-Agent: vicinix/1\r\n"), std::string::npos);
 
-TEST_F(CurlHttpClientTest, RedirectsToOtherSchemesLoopsAndTooManyHopsFail) {
-  Server server(redirecting);
-  const std::vector<std::pair<std::string, std::string>> cases = {
-      {"/passwd", "redirect to a refused scheme: file:///etc/passwd"},
-      {"/loop", "redirect loop at " + server.url() + "/loop"},
-      {"/hop/1", "more redirects than allowed, the last to " + server.url() + "/hop/7"},
-  };
-  for (const auto& [path, error] : cases) {
-    HttpResponse response = exchange({.method = "GET", .url = server.url() + path, .maxRedirects = 5});
+  for (auto [path, error] :
+       {std::pair<std::string, std::string>{"/passwd",
+                                            "redirect to a refused scheme: file:///etc/passwd"},
+        {"/loop", "redirect loop at " + server.url() + "/loop"},
+        {"/hop/1", "more redirects than allowed, the last to " + server.url() + "/hop/7"}}) {
+    HttpResponse response =
+        exchange({.method = "GET", .url = server.url() + path, .maxRedirects = 5});
     EXPECT_EQ(response.error, error);
     EXPECT_EQ(response.body, std::nullopt);
   }
