@@ -9,6 +9,8 @@ plus what that template leaves out. Loaded with `--template <this file>`.
   wall clock, so that a long crowd plays in a short test.
 - Powering an adapter off ends its discovery (Discovering false).
 - StartDiscovery works without SetDiscoveryFilter, as in bluetoothd.
+- Parameter "monitor": true gives adapters an AdvertisementMonitorManager1
+  that takes or-pattern monitors (RegisterMonitor shows in the adapter's calls).
 
 Mock methods on /, interface org.bluez.Mock:
 - Advertise(adapter, address, frame, rssi): one Eddystone advertisement.
@@ -35,7 +37,8 @@ from dbusmock.templates.bluez5 import *  # noqa: F401,F403
 
 EDDYSTONE = '0000feaa-0000-1000-8000-00805f9b34fb'
 
-CLOCK = {'start': time.monotonic(), 'speed': 1.0, 'window': 0.0}
+CLOCK = {'start': time.monotonic(), 'speed': 1.0, 'window': 0.0, 'monitor': False}
+MONITOR_MANAGER_IFACE = 'org.bluez.AdvertisementMonitorManager1'
 CROWD = []
 FAULTS = {}     # (adapter path, method): [count, error name]
 DISCOVERY = {}  # adapter path: {'since': window start, 'heard': set of addresses}
@@ -91,6 +94,7 @@ def load(mock, parameters):
     bluez5.load(mock, parameters)
     CLOCK['speed'] = float(parameters.get('speed', 1.0))
     CLOCK['window'] = float(parameters.get('window', 0.0))
+    CLOCK['monitor'] = bool(parameters.get('monitor', False))
     GLib.timeout_add(10, play_crowd)
 
 
@@ -124,6 +128,26 @@ def emit(adapter_name, address, frame, rssi):
                     signature='sv', variant_level=1),
                 'RSSI': dbus.Int16(rssi, variant_level=1),
             }, []])
+
+
+@dbus.service.method(bluez5.BLUEZ_MOCK_IFACE, in_signature='ss', out_signature='s')
+def AddAdapter(self, device_name, system_name):
+    path = bluez5.AddAdapter(self, device_name, system_name)
+    if CLOCK['monitor']:
+        properties = {
+            'SupportedMonitorTypes': dbus.Array(['or_patterns'], signature='s', variant_level=1),
+            'SupportedFeatures': dbus.Array([], signature='s', variant_level=1),
+        }
+        adapter = mockobject.objects[path]
+        adapter.AddProperties(MONITOR_MANAGER_IFACE, properties)
+        adapter.AddMethods(MONITOR_MANAGER_IFACE, [
+            ('RegisterMonitor', 'o', '', ''),
+            ('UnregisterMonitor', 'o', '', ''),
+        ])
+        mockobject.objects['/'].EmitSignal(bluez5.OBJECT_MANAGER_IFACE, 'InterfacesAdded',
+                                           'oa{sa{sv}}', [dbus.ObjectPath(path),
+                                                          {MONITOR_MANAGER_IFACE: properties}])
+    return path
 
 
 @dbus.service.method(bluez5.BLUEZ_MOCK_IFACE, in_signature='ssayn', out_signature='b')

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/linux/bluez_advertisement_monitor.h"
 #include "platform/linux/bluez_device_tracker.h"
 #include "platform/linux/central_delegate_link.h"
 #include "platform/linux/glib_dispatch_queue.h"
@@ -25,6 +26,9 @@ namespace {
 constexpr const char* kBluez = "org.bluez";
 constexpr const char* kAdapterInterface = "org.bluez.Adapter1";
 constexpr const char* kDeviceInterface = "org.bluez.Device1";
+constexpr const char* kMonitorManagerInterface = "org.bluez.AdvertisementMonitorManager1";
+// Each central has a connection of its own, so one path serves them all.
+constexpr const char* kMonitorRoot = "/org/vicinix/monitor";
 constexpr int kCallTimeoutMs = 10000;
 // How long destruction waits for GDBus to hand back what it holds of ours.
 constexpr gint64 kReleaseWaitMicros = 2 * G_USEC_PER_SEC;
@@ -181,6 +185,7 @@ class BluezCentral final : public BluetoothCentral {
   void shutDown() {
     retryTimer_.reset();
     refreshTimer_.reset();
+    monitor_.reset();
     if (connection_ == nullptr) return;
     // BlueZ would end the session when we disconnect anyway; saying so
     // spares it the wait.
@@ -226,6 +231,8 @@ class BluezCentral final : public BluetoothCentral {
     ++central->objectsGeneration_;
     central->adapters_.clear();
     central->filterUnsupported_.clear();
+    central->monitorManagers_.clear();
+    central->monitorRefused_.clear();
     central->devices_.forgetDevicesBelow("");
     central->reevaluate();
   }
@@ -275,7 +282,9 @@ class BluezCentral final : public BluetoothCentral {
     g_variant_iter_init(&iter, interfaces);
     while (g_variant_iter_next(&iter, "{&s@a{sv}}", &interface, &properties)) {
       std::string_view name(interface);
-      if (only == nullptr || name == only) {
+      if (name == kMonitorManagerInterface && (only == nullptr || only == kAdapterInterface)) {
+        monitorManagerAdded(path, properties);
+      } else if (only == nullptr || name == only) {
         if (name == kAdapterInterface) {
           gboolean powered = FALSE;
           g_variant_lookup(properties, "Powered", "b", &powered);
@@ -326,6 +335,9 @@ class BluezCentral final : public BluetoothCentral {
       reevaluate();
     } else if (interface == kDeviceInterface) {
       devices_.deviceRemoved(path);
+    } else if (interface == kMonitorManagerInterface) {
+      monitorManagers_.erase(path);
+      if (monitor_ && monitor_->adapterPath() == path) dropMonitor();
     }
   }
 
@@ -362,6 +374,7 @@ class BluezCentral final : public BluetoothCentral {
   void reevaluate() {
     std::string chosen = chooseAdapter();
     if (chosen != adapterPath_) {
+      dropMonitor();
       stopDiscovery();
       adapterPath_ = chosen;
       devices_.setAdapter(chosen);
@@ -402,6 +415,7 @@ class BluezCentral final : public BluetoothCentral {
 
   void endScan() {
     if (!scan_) return;
+    dropMonitor();
     scan_.reset();
     devices_.stopScan();
     stopDiscovery();
@@ -410,6 +424,7 @@ class BluezCentral final : public BluetoothCentral {
   // A BlueZ session ended under us: power loss or bluetoothd going ends it
   // on BlueZ's side too, so there is nothing to stop.
   void pauseDiscovery() {
+    dropMonitor();
     ++discoveryGeneration_;
     phase_ = Phase::idle;
     startedOn_.clear();
@@ -491,7 +506,51 @@ class BluezCentral final : public BluetoothCentral {
       warn("discovery on " + path + " runs again after " + std::to_string(failures_) +
            (failures_ == 1 ? " failed attempt" : " failed attempts"));
     failures_ = 0;
-    if (refresh_ > Duration::zero()) refreshTimer_->arm(jittered(refresh_));
+    considerMonitor();
+    if (refresh_ > Duration::zero() && !monitorActive_) refreshTimer_->arm(jittered(refresh_));
+  }
+
+  // Where bluetoothd offers advertisement monitors, one for Eddystone turns
+  // the controller's duplicate filter off, which makes the refresh needless.
+  void monitorManagerAdded(const std::string& path, GVariant* properties) {
+    const gchar** types = nullptr;
+    if (g_variant_lookup(properties, "SupportedMonitorTypes", "^a&s", &types)) {
+      bool orPatterns = false;
+      for (const gchar** type = types; *type != nullptr; ++type)
+        orPatterns = orPatterns || std::string_view(*type) == "or_patterns";
+      g_free(types);
+      if (!orPatterns) return;
+    }
+    monitorManagers_.insert(path);
+    if (phase_ == Phase::running) considerMonitor();
+  }
+
+  void considerMonitor() {
+    if (!scan_ || monitor_ || !monitorManagers_.contains(adapterPath_) ||
+        monitorRefused_.contains(adapterPath_))
+      return;
+    std::string path = adapterPath_;
+    monitor_ = std::make_unique<BluezAdvertisementMonitor>(
+        connection_, path, kMonitorRoot, [this, path](bool registered, const std::string& error) {
+          if (registered) {
+            monitorActive_ = true;
+            refreshTimer_->disarm();
+            warn("advertisement monitor for Eddystone registered on " + path +
+                 "; every advertisement is heard");
+            return;
+          }
+          warn("advertisement monitor refused on " + path + " (" + error +
+               "); refreshing discovery instead");
+          monitorRefused_.insert(path);
+          dropMonitor();
+          if (phase_ == Phase::running && refresh_ > Duration::zero())
+            refreshTimer_->arm(jittered(refresh_));
+        });
+  }
+
+  void dropMonitor() {
+    monitor_.reset();
+    monitorActive_ = false;
   }
 
   // One line per backoff level: a BlueZ that keeps refusing at the cap is
@@ -520,7 +579,7 @@ class BluezCentral final : public BluetoothCentral {
   }
 
   void refreshDiscovery() {
-    if (phase_ == Phase::running) restartDiscovery();
+    if (phase_ == Phase::running && !monitorActive_) restartDiscovery();
   }
 
   // Stop and start in one go: D-Bus keeps the order of our calls, so BlueZ
@@ -582,6 +641,10 @@ class BluezCentral final : public BluetoothCentral {
   std::string startedOn_;             // the adapter our StartDiscovery went to
   std::set<std::string> filterUnsupported_;
   int failures_ = 0;
+  std::set<std::string> monitorManagers_;  // adapters that offer or-pattern monitors
+  std::set<std::string> monitorRefused_;
+  std::unique_ptr<BluezAdvertisementMonitor> monitor_;
+  bool monitorActive_ = false;
   int restartsUnasked_ = 0;
   std::unique_ptr<TimerSource> retryTimer_;
   std::unique_ptr<TimerSource> refreshTimer_;

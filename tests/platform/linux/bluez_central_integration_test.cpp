@@ -298,6 +298,49 @@ TEST_F(BluezCentralTest, RefreshingDiscoveryDefeatsTheDuplicateFilter) {
   EXPECT_GE(heardIn2s(0.5), 3u);
 }
 
+// Where bluetoothd takes advertisement monitors, one for Eddystone service
+// data replaces the refresh: the duplicate filter is off while it is registered.
+TEST_F(BluezCentralTest, RegistersAnEddystoneMonitorInsteadOfRefreshing) {
+  bus->stopMocks();
+  startBluez("{\"monitor\": true}");
+  auto central = makeCentral(recorder, "", 0.5);
+  ASSERT_TRUE(runUntil([&] { return recorder.lastState() == State::poweredOn; }));
+  central->scanForPeripherals({"FEAA"}, true);
+  ASSERT_TRUE(runUntil([&] { return log->systemLines().size() == 1; }));
+  EXPECT_EQ(log->systemLines()[0],
+            "Bluetooth: advertisement monitor for Eddystone registered on /org/bluez/hci0; every "
+            "advertisement is heard");
+  std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+  auto made = calls();
+  EXPECT_EQ(std::count(made.begin(), made.end(), "StartDiscovery []"), 1) << made.size();
+  EXPECT_EQ(
+      std::count(made.begin(), made.end(), "RegisterMonitor [<objectpath '/org/vicinix/monitor'>]"),
+      1);
+
+  // What BlueZ reads back from us: the monitor's type and its one pattern.
+  std::string exported;
+  auto names = bus->call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                         "ListNames");
+  GVariantIter* iter = nullptr;
+  const char* name = nullptr;
+  g_variant_get(names.get(), "(as)", &iter);
+  while (g_variant_iter_next(iter, "&s", &name)) {
+    if (name[0] != ':') continue;
+    try {
+      auto objects = bus->call(name, "/org/vicinix/monitor", "org.freedesktop.DBus.ObjectManager",
+                               "GetManagedObjects");
+      gchar* text = g_variant_print(objects.get(), FALSE);
+      exported = text;
+      g_free(text);
+    } catch (const std::runtime_error&) {
+    }
+  }
+  g_variant_iter_free(iter);
+  EXPECT_EQ(exported,
+            "({'/org/vicinix/monitor/eddystone': {'org.bluez.AdvertisementMonitor1': {'Type': "
+            "<'or_patterns'>, 'Patterns': <[(0x00, 0x16, [0xaa, 0xfe])]>}}},)");
+}
+
 TEST_F(BluezCentralTest, NoCallbackAfterDestructionWhileSignalsFlow) {
   auto central = scanningCentral();
   std::string path = device("C0:FF:EE:00:00:01");
