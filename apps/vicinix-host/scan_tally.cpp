@@ -130,7 +130,7 @@ void ScanTally::print(std::ostream& out) const {
     double span = beacon.last - beacon.first;
     // From the first report on: the time before it is detection, not a gap.
     double rate = span > 0 ? (beacon.reports - 1) / span : 0;
-    std::string verdict = beacon.losses > 0    ? format("flaps: lost %d time%s while in range",
+    std::string verdict = beacon.losses > 0    ? format("flaps: lost and found again %d time%s",
                                                         beacon.losses, beacon.losses == 1 ? "" : "s")
                           : beacon.reports < 2 ? "heard once"
                           : beacon.longestGap >= lostTimeout_ * kAtRiskShare ? "at risk"

@@ -16,7 +16,9 @@ Mock methods on /, interface org.bluez.Mock:
 - Advertise(adapter, address, frame, rssi): one Eddystone advertisement.
 - PlayCrowd(beacons): a(sdddaayn) of address, arrival, departure (seconds
   from now on the mock's clock), advertising interval, the frames it rotates
-  through, and RSSI.
+  through, and RSSI. The reserved last two bytes of each UID frame it sends
+  carry when it was sent, in tenths of a second since PlayCrowd, so that a
+  busy machine's delays do not count as the beacon's.
 - FailNext(adapter, method, count, error): the next `count` calls of
   SetDiscoveryFilter or StartDiscovery fail with org.bluez.Error.<error>.
 - EndDiscovery(adapter): discovery stops on its own, as when the kernel or
@@ -161,6 +163,7 @@ def Advertise(_self, adapter_name, address, frame, rssi):
 @dbus.service.method(bluez5.BLUEZ_MOCK_IFACE, in_signature='a(sdddaayn)', out_signature='')
 def PlayCrowd(_self, beacons):
     start = now()
+    CLOCK['crowd'] = start
     for address, arrival, departure, interval, frames, rssi in beacons:
         CROWD.append({'address': str(address), 'arrival': start + arrival,
                       'departure': start + departure, 'interval': float(interval),
@@ -177,8 +180,11 @@ def play_crowd():
             index = round((heard - beacon['arrival']) / beacon['interval'])
             beacon['next'] += beacon['interval']
             if passes_duplicate_filter(adapter_path('hci0'), beacon['address'], heard):
-                frame = beacon['frames'][index % len(beacon['frames'])]
-                emit('hci0', beacon['address'], list(frame), beacon['rssi'])
+                frame = list(beacon['frames'][index % len(beacon['frames'])])
+                if len(frame) == 20 and frame[0] == 0x00:
+                    stamp = int((heard - CLOCK['crowd']) * 10) & 0xffff
+                    frame[18:20] = [stamp >> 8, stamp & 0xff]
+                emit('hci0', beacon['address'], frame, beacon['rssi'])
     return True
 
 

@@ -83,10 +83,10 @@ std::vector<CrowdBeacon> makeCrowd(double minutes, std::mt19937& random) {
   return crowd;
 }
 
-// UID sightings per instance byte, on the mock's clock.
+// UID sightings per instance byte, on the mock's clock: the mock stamps each
+// UID frame with the time it sent it.
 class Sightings final : public BluetoothCentralDelegate {
  public:
-  explicit Sightings(std::chrono::steady_clock::time_point start) : start_(start) {}
   void centralManagerDidUpdateState(BluetoothCentral&) override {}
   void centralManagerDidDiscover(BluetoothCentral&, const PeripheralIdentifier&,
                                  const std::optional<ServiceDataMap>& serviceData, int) override {
@@ -94,8 +94,7 @@ class Sightings final : public BluetoothCentralDelegate {
     if (BeaconInfo::frameTypeForFrame(*serviceData) != BeaconInfo::EddystoneFrameType::UIDFrameType)
       return;
     const auto& frame = serviceData->at("FEAA");
-    double at =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count() * kSpeed;
+    double at = ((frame[18] << 8) | frame[19]) / 10.0;
     std::lock_guard lock(mutex_);
     times_[frame[17]].push_back(at);
   }
@@ -105,7 +104,6 @@ class Sightings final : public BluetoothCentralDelegate {
   }
 
  private:
-  std::chrono::steady_clock::time_point start_;
   mutable std::mutex mutex_;
   std::map<int, std::vector<double>> times_;
 };
@@ -128,16 +126,13 @@ Result measure(const std::vector<CrowdBeacon>& crowd, double minutes, double ref
            g_variant_new("(ss)", "hci0", "crowd"));
 
   auto queue = makeGlibDispatchQueueFactory()->makeSerialQueue("crowd");
-  auto start = std::chrono::steady_clock::now();
-  Sightings sightings(start);
+  Sightings sightings;
   auto central = makeBluezCentral(sightings, queue, {"", refreshSeconds / kSpeed}, nullptr);
   central->scanForPeripherals({"FEAA"}, true);
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
 
   GVariantBuilder beacons;
   g_variant_builder_init(&beacons, G_VARIANT_TYPE("a(sdddaayn)"));
-  double offset =
-      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() * kSpeed;
   for (const auto& beacon : crowd) {
     GVariantBuilder frames;
     g_variant_builder_init(&frames, G_VARIANT_TYPE("aay"));
@@ -159,7 +154,7 @@ Result measure(const std::vector<CrowdBeacon>& crowd, double minutes, double ref
   for (size_t i = 0; i < crowd.size(); ++i) {
     const auto& beacon = crowd[i];
     auto& seen = times[static_cast<int>(i)];
-    double arrival = offset + beacon.arrival, departure = offset + beacon.departure;
+    double arrival = beacon.arrival, departure = beacon.departure;
     std::erase_if(seen, [&](double t) { return t < arrival || t > departure + 1; });
     result.uidReports += static_cast<int>(seen.size());
     if (seen.empty()) continue;
