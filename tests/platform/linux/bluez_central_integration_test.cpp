@@ -338,7 +338,7 @@ TEST_F(BluezCentralTest, RegistersAnEddystoneMonitorInsteadOfRefreshing) {
   g_variant_iter_free(iter);
   EXPECT_EQ(exported,
             "({'/org/vicinix/monitor/eddystone': {'org.bluez.AdvertisementMonitor1': {'Type': "
-            "<'or_patterns'>, 'Patterns': <[(0x00, 0x16, [0xaa, 0xfe])]>}}},)");
+            "<'or_patterns'>, 'Patterns': <[(byte 0x00, byte 0x16, [byte 0xaa, 0xfe])]>}}},)");
 }
 
 TEST_F(BluezCentralTest, NoCallbackAfterDestructionWhileSignalsFlow) {
