@@ -22,12 +22,14 @@
 #include "beacons/beacon_info.h"
 #include "platform/linux/bluez_central.h"
 #include "platform/linux/glib_dispatch_queue.h"
+#include "platform/linux/standard_stream_log.h"
 #include "support/private_bus.h"
 
 namespace vicinix {
 namespace {
 
-constexpr double kSpeed = 10;
+// Faster would let a busy machine's scheduling delays pass for BlueZ's.
+constexpr double kSpeed = 4;
 constexpr double kWindowSeconds = 10.24;  // the kernel's LE discovery window
 constexpr double kLostTimeout = 15;
 
@@ -127,7 +129,7 @@ Result measure(const std::vector<CrowdBeacon>& crowd, double minutes, double ref
 
   auto queue = makeGlibDispatchQueueFactory()->makeSerialQueue("crowd");
   Sightings sightings;
-  auto central = makeBluezCentral(sightings, queue, {"", refreshSeconds / kSpeed}, nullptr);
+  auto central = makeBluezCentral(sightings, queue, {"", refreshSeconds / kSpeed}, makeStandardStreamLog());
   central->scanForPeripherals({"FEAA"}, true);
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
 
