@@ -260,6 +260,8 @@ TEST_F(BluezCentralTest, RetriesFailedDiscoveryAndRestartsDiscoveryThatEnds) {
   call("/", "org.bluez.Mock", "FailNext", "('hci0', 'SetDiscoveryFilter', uint32 1, 'Failed')");
   call("/", "org.bluez.Mock", "FailNext", "('hci0', 'StartDiscovery', uint32 1, 'NotReady')");
   auto central = scanningCentral();
+  // The last line follows StartDiscovery's reply, which may come after Discovering.
+  ASSERT_TRUE(runUntil([&] { return log->systemLines().size() == 3; }));
   EXPECT_EQ(log->systemLines(),
             (std::vector<std::string>{
                 "Bluetooth: SetDiscoveryFilter failed: org.bluez.Error.Failed: Mock failure; "
