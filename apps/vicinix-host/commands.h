@@ -24,7 +24,7 @@ struct RunOptions {
   std::string applicationKey;
   std::string endpoint;
   std::filesystem::path dataDir;
-  std::string source = "bluez";  // bluez[:ADAPTER] | hci[:N] | replay:FILE
+  std::string source = "bluez";  // bluez[:ADAPTER][,refresh=S] | hci[:N] | replay:FILE
   double replaySpeed = 1;
   std::optional<double> duration;  // seconds; until SIGINT or SIGTERM when absent
   bool debug = false;
@@ -34,6 +34,11 @@ struct ReplayOptions {
   std::filesystem::path file;
   std::filesystem::path dataDir;
   bool json = false;
+};
+
+struct ScanOptions {
+  std::string source = "bluez";  // as for run
+  double seconds = 60;
 };
 
 struct RenderOptions {
@@ -56,5 +61,6 @@ int runBeacons(const std::filesystem::path& dataDir);
 int runRecordEvent(const RecordOptions& options);
 int runReplay(const ReplayOptions& options);
 int runRender(const RenderOptions& options);
+int runScan(const ScanOptions& options);
 
 }  // namespace vicinix::host

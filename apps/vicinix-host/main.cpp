@@ -31,7 +31,8 @@ int main(int argc, char** argv) {
   auto* runCommand = app.add_subcommand("run", "Run the SDK headless until stopped");
   runCommand->add_option("--app-key", run.applicationKey, "The application key")->required();
   runCommand->add_option("--endpoint", run.endpoint, "The backend's GraphQL URL")->required();
-  runCommand->add_option("--source", run.source, "bluez[:ADAPTER] | hci[:N] | replay:FILE")
+  runCommand
+      ->add_option("--source", run.source, "bluez[:ADAPTER][,refresh=S] | hci[:N] | replay:FILE")
       ->capture_default_str();
   runCommand->add_option("--replay-speed", run.replaySpeed, "How much faster than recorded")
       ->capture_default_str()
@@ -69,6 +70,16 @@ int main(int argc, char** argv) {
       ->required();
   replayCommand->add_flag("--json", replay.json, "One JSON object per line");
   addDataDir(replayCommand);
+
+  ScanOptions scan;
+  auto* scanCommand = app.add_subcommand(
+      "scan",
+      "Listen to a Bluetooth source; per beacon report rates, gaps and whether the lost "
+      "timer will flap");
+  scanCommand
+      ->add_option("--source", scan.source, "bluez[:ADAPTER][,refresh=S] | hci[:N] | replay:FILE")
+      ->capture_default_str();
+  scanCommand->add_option("--seconds", scan.seconds, "How long to listen")->capture_default_str();
 
   RenderOptions render;
   auto* renderCommand = app.add_subcommand(
@@ -111,6 +122,7 @@ int main(int argc, char** argv) {
     render.dataDir = dataDir;
     return runRender(render);
   }
+  if (*scanCommand) return runScan(scan);
   if (*replayCommand) {
     replay.dataDir = dataDir;
     return runReplay(replay);

@@ -58,10 +58,12 @@ class BluetoothCentral {
   virtual ~BluetoothCentral() = default;
   // The radio's current state. Any thread.
   virtual BluetoothCentralState state() const = 0;
-  // Starts (or restarts with new arguments) a scan for advertisements of
+  // Asks for (or changes the arguments of) a scan for advertisements of
   // `serviceUUIDs` ("FEAA" or the full form). With `allowDuplicates` every
-  // packet is reported, not just the first per device. Ignored unless
-  // poweredOn; a power loss ends the scan. Any thread.
+  // packet is reported, not just the first per device. The scan runs
+  // whenever the radio is poweredOn: a request lasts through power loss,
+  // controller resets and restarts of the Bluetooth stack until stopScan(),
+  // so a kiosk whose adapter drops out scans again once it is back. Any thread.
   virtual void scanForPeripherals(const std::vector<std::string>& serviceUUIDs,
                                   bool allowDuplicates) = 0;
   // Ends the scan; no-op when none runs. Any thread.

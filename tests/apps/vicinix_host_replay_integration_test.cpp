@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -171,6 +172,47 @@ TEST(VicinixHostReplayTest, ReadableLinesAndUnreadableFiles) {
             std::string::npos)
       << missing.err;
   EXPECT_TRUE(missing.out.empty());
+}
+
+// The field check over the same capture: it hears the frames replay counts,
+// and the entrance beacon that walks away for half a minute is the one whose
+// silence the lost timer would turn into a loss and a new find.
+TEST(VicinixHostScanTest, CaptureShowsWhichBeaconTheLostTimerWouldLose) {
+  auto result =
+      test::runCommand(std::string(VICINIX_HOST_BINARY) + " scan --source replay:" + kSamples +
+                       "store-entrance.btsnoop --seconds 600");
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_NE(result.out.find("Eddystone frames: UID 322 EID 68 TLM 54 URL 55"), std::string::npos)
+      << result.out;
+  int beacons = 0, reports = 0;
+  std::vector<std::string> verdicts;
+  std::istringstream stream(result.out);
+  std::string line, lastLine;
+  while (std::getline(stream, line)) {
+    lastLine = line;
+    if (!line.starts_with("uid ") && !line.starts_with("eid ")) continue;
+    ++beacons;
+    std::istringstream columns(line.substr(50));
+    int count = 0;
+    double rate, first, gap, quiet;
+    int losses = 0;
+    columns >> count >> rate >> first >> gap >> quiet >> losses;
+    reports += count;
+    std::string verdict;
+    std::getline(columns >> std::ws, verdict);
+    verdicts.push_back(verdict);
+    EXPECT_EQ(losses > 0, gap >= 15) << line;
+  }
+  EXPECT_EQ(reports, 322 + 68);
+  EXPECT_EQ(std::count(verdicts.begin(), verdicts.end(), "flaps: lost and found again 1 time"), 1)
+      << result.out;
+  EXPECT_EQ(lastLine, "verdict: the 15 s lost timer flaps for 1 of " + std::to_string(beacons) +
+                          " beacons; each loss is followed by a new find and a new campaign "
+                          "request");
+
+  auto typo = test::runCommand(std::string(VICINIX_HOST_BINARY) + " scan --source blues");
+  EXPECT_EQ(typo.exitCode, 2);
+  EXPECT_NE(typo.err.find("unknown Bluetooth source \"blues\""), std::string::npos) << typo.err;
 }
 
 }  // namespace

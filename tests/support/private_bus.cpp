@@ -114,10 +114,12 @@ void PrivateBus::startMock(const std::string& templateName, const std::string& b
   std::vector<std::string> argv = {"/usr/bin/python3", "-m", "dbusmock", "--template",
                                    templateName};
   if (!parameters.empty()) argv.insert(argv.end(), {"-p", parameters});
-  pid_t pid = spawn(argv, templateName + ".log");
+  // A template may be a file of the test's own: its log goes by its stem.
+  std::string logName = std::filesystem::path(templateName).stem().string() + ".log";
+  pid_t pid = spawn(argv, logName);
   try {
     waitFor([&] { return hasOwner(busName); }, "the " + templateName + " mock to own " + busName,
-            pid, templateName + ".log");
+            pid, logName);
   } catch (...) {
     stopProcess(pid);
     throw;

@@ -33,7 +33,7 @@ class PrivateBus {
   PrivateBus& operator=(const PrivateBus&) = delete;
 
   // Runs `python3 -m dbusmock --template <templateName> [-p <parameters>]`
-  // and waits until it owns `busName`.
+  // and waits until it owns `busName`. `templateName` may be a path to a .py file.
   void startMock(const std::string& templateName, const std::string& busName,
                  const std::string& parameters = "");
   // Stops the mocks started so far and waits until their names are free.

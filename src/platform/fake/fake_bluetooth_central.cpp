@@ -11,7 +11,8 @@ struct CentralLink {
   std::recursive_mutex mutex;
   BluetoothCentralDelegate* delegate;
   BluetoothCentral* central;
-  bool scanning = false;  // guarded by the radio's mutex
+  bool scanRequested = false;  // guarded by the radio's mutex, as is `scanning`
+  bool scanning = false;
   std::shared_ptr<DispatchQueue> queue;
 
   template <class Call>
@@ -69,13 +70,14 @@ class ScriptedCentral final : public BluetoothCentral {
                           bool allowDuplicates) override {
     std::lock_guard lock(radio_->mutex);
     radio_->scanCalls.push_back({serviceUUIDs, allowDuplicates});
+    link_->scanRequested = true;
     link_->scanning = radio_->state == BluetoothCentralState::poweredOn;
   }
 
   void stopScan() override {
     std::lock_guard lock(radio_->mutex);
     ++radio_->stopScanCalls;
-    link_->scanning = false;
+    link_->scanRequested = link_->scanning = false;
   }
 
  private:
@@ -109,7 +111,7 @@ void FakeBluetoothCentral::setState(BluetoothCentralState state) {
   std::lock_guard lock(state_->mutex);
   state_->state = state;
   for (const auto& link : state_->links) {
-    if (state != BluetoothCentralState::poweredOn) link->scanning = false;
+    link->scanning = link->scanRequested && state == BluetoothCentralState::poweredOn;
     link->post([](BluetoothCentralDelegate& delegate,
                   BluetoothCentral& central) { delegate.centralManagerDidUpdateState(central); },
                link);

@@ -29,7 +29,7 @@ class FakeBluetoothCentral {
   BluetoothCentralFactory factory();
 
   BluetoothCentralState state() const;
-  // Every central's delegate hears of the change; leaving poweredOn ends all scans.
+  // Every central's delegate hears of the change; scans asked for run while poweredOn.
   void setState(BluetoothCentralState state);
   // Reaches every scanning central, as if `peripheral` had advertised now.
   void advertise(const PeripheralIdentifier& peripheral, std::optional<ServiceDataMap> serviceData,

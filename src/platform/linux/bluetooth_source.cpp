@@ -10,6 +10,8 @@ namespace vicinix {
 namespace {
 
 constexpr const char* kUsage = "use bluez, bluez:ADAPTER, hci or hci:INDEX";
+// Restarting more often than this would spend more time stopping than scanning.
+constexpr double kShortestRefresh = 0.5;
 
 // BlueZ names adapters by an object path element.
 bool isAdapterName(std::string_view name) {
@@ -18,9 +20,37 @@ bool isAdapterName(std::string_view name) {
   });
 }
 
+bool parseBluezOptions(std::string_view options, BluetoothSource& source, std::string& error) {
+  while (!options.empty()) {
+    auto comma = options.find(',');
+    std::string_view option = options.substr(0, comma);
+    options = comma == std::string_view::npos ? "" : options.substr(comma + 1);
+    if (!option.starts_with("refresh=")) {
+      error = "unknown BlueZ option \"" + std::string(option) + "\": use refresh=SECONDS";
+      return false;
+    }
+    std::string_view value = option.substr(8);
+    double seconds = -1;
+    auto [end, failure] = std::from_chars(value.data(), value.data() + value.size(), seconds);
+    if (value.empty() || failure != std::errc() || end != value.data() + value.size() ||
+        !(seconds == 0 || (seconds >= kShortestRefresh && seconds <= 3600))) {
+      error = "\"" + std::string(value) +
+              "\" is no refresh period: seconds from 0.5 to 3600, or 0 for none";
+      return false;
+    }
+    source.refreshSeconds = seconds;
+  }
+  return true;
+}
+
 }  // namespace
 
 std::optional<BluetoothSource> BluetoothSource::parse(std::string_view text, std::string& error) {
+  std::optional<std::string_view> options;
+  if (auto comma = text.find(','); comma != std::string_view::npos) {
+    options = text.substr(comma + 1);
+    text = text.substr(0, comma);
+  }
   auto colon = text.find(':');
   std::string_view kind = text.substr(0, colon);
   std::optional<std::string_view> argument;
@@ -33,10 +63,15 @@ std::optional<BluetoothSource> BluetoothSource::parse(std::string_view text, std
       return std::nullopt;
     }
     source.adapter = argument.value_or("");
+    if (options && !parseBluezOptions(*options, source, error)) return std::nullopt;
     return source;
   }
   if (kind == "hci") {
     source.kind = Kind::hci;
+    if (options) {
+      error = "the HCI source takes no options (\"" + std::string(*options) + "\")";
+      return std::nullopt;
+    }
     if (!argument) return source;
     std::string_view digits = argument->starts_with("hci") ? argument->substr(3) : *argument;
     auto [end, failure] =
@@ -62,9 +97,9 @@ BluetoothCentralFactory BluetoothSource::centralFactory(std::shared_ptr<Log> log
     case Kind::bluez:
       break;
   }
-  return [adapter = adapter, log](BluetoothCentralDelegate& delegate,
-                                  std::shared_ptr<DispatchQueue> queue) {
-    return makeBluezCentral(delegate, std::move(queue), adapter, log);
+  return [options = BluezCentralOptions{adapter, refreshSeconds}, log](
+             BluetoothCentralDelegate& delegate, std::shared_ptr<DispatchQueue> queue) {
+    return makeBluezCentral(delegate, std::move(queue), options, log);
   };
 }
 

@@ -2,14 +2,19 @@
 
 #include <gio/gio.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <map>
 #include <optional>
+#include <random>
+#include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "platform/linux/bluez_advertisement_monitor.h"
 #include "platform/linux/bluez_device_tracker.h"
 #include "platform/linux/central_delegate_link.h"
 #include "platform/linux/glib_dispatch_queue.h"
@@ -21,9 +26,14 @@ namespace {
 constexpr const char* kBluez = "org.bluez";
 constexpr const char* kAdapterInterface = "org.bluez.Adapter1";
 constexpr const char* kDeviceInterface = "org.bluez.Device1";
+constexpr const char* kMonitorManagerInterface = "org.bluez.AdvertisementMonitorManager1";
+// Each central has a connection of its own, so one path serves them all.
+constexpr const char* kMonitorRoot = "/org/vicinix/monitor";
 constexpr int kCallTimeoutMs = 10000;
 // How long destruction waits for GDBus to hand back what it holds of ours.
 constexpr gint64 kReleaseWaitMicros = 2 * G_USEC_PER_SEC;
+// Failed discovery calls are tried again after 1, 2, 4 ... seconds, at most this.
+constexpr int kRetryCapSeconds = 30;
 
 bool isOfType(GVariant* value, const char* type) {
   return value != nullptr && g_variant_is_of_type(value, G_VARIANT_TYPE(type));
@@ -41,15 +51,25 @@ std::string errorText(const GError* error) {
   return text;
 }
 
+bool isPowerOfTen(int n) {
+  while (n >= 10 && n % 10 == 0) n /= 10;
+  return n == 1;
+}
+
 class BluezCentral final : public BluetoothCentral {
  public:
   BluezCentral(BluetoothCentralDelegate& delegate, std::shared_ptr<DispatchQueue> queue,
-               const std::string& adapter, std::shared_ptr<Log> log)
-      : adapterPathWanted_(adapter.empty() || adapter[0] == '/' ? adapter
-                                                                : "/org/bluez/" + adapter),
+               const BluezCentralOptions& options, std::shared_ptr<Log> log)
+      : adapterPathWanted_(options.adapter.empty() || options.adapter[0] == '/'
+                               ? options.adapter
+                               : "/org/bluez/" + options.adapter),
+        refresh_(std::chrono::duration_cast<Duration>(
+            std::chrono::duration<double>(std::max(0.0, options.refreshSeconds)))),
         log_(std::move(log)),
         link_(CentralDelegateLink::make(delegate, *this, std::move(queue))),
         worker_(makeGlibDispatchQueueFactory()->makeSerialQueue("bluez")) {
+    retryTimer_ = worker_->makeTimerSource([this] { startDiscovery(); });
+    refreshTimer_ = worker_->makeTimerSource([this] { refreshDiscovery(); });
     worker_->async([this] { connect(); });
   }
 
@@ -163,6 +183,9 @@ class BluezCentral final : public BluetoothCentral {
   }
 
   void shutDown() {
+    retryTimer_.reset();
+    refreshTimer_.reset();
+    monitor_.reset();
     if (connection_ == nullptr) return;
     // BlueZ would end the session when we disconnect anyway; saying so
     // spares it the wait.
@@ -207,6 +230,9 @@ class BluezCentral final : public BluetoothCentral {
     BluezCentral* central = held(data);
     ++central->objectsGeneration_;
     central->adapters_.clear();
+    central->filterUnsupported_.clear();
+    central->monitorManagers_.clear();
+    central->monitorRefused_.clear();
     central->devices_.forgetDevicesBelow("");
     central->reevaluate();
   }
@@ -256,7 +282,9 @@ class BluezCentral final : public BluetoothCentral {
     g_variant_iter_init(&iter, interfaces);
     while (g_variant_iter_next(&iter, "{&s@a{sv}}", &interface, &properties)) {
       std::string_view name(interface);
-      if (only == nullptr || name == only) {
+      if (name == kMonitorManagerInterface && (only == nullptr || only == kAdapterInterface)) {
+        monitorManagerAdded(path, properties);
+      } else if (only == nullptr || name == only) {
         if (name == kAdapterInterface) {
           gboolean powered = FALSE;
           g_variant_lookup(properties, "Powered", "b", &powered);
@@ -307,6 +335,9 @@ class BluezCentral final : public BluetoothCentral {
       reevaluate();
     } else if (interface == kDeviceInterface) {
       devices_.deviceRemoved(path);
+    } else if (interface == kMonitorManagerInterface) {
+      monitorManagers_.erase(path);
+      if (monitor_ && monitor_->adapterPath() == path) dropMonitor();
     }
   }
 
@@ -320,6 +351,9 @@ class BluezCentral final : public BluetoothCentral {
         adapters_[path] = powered;
         reevaluate();
       }
+      gboolean discovering = TRUE;
+      if (g_variant_lookup(changed, "Discovering", "b", &discovering) && !discovering)
+        discoveryEnded(path);
     }
   }
 
@@ -334,31 +368,36 @@ class BluezCentral final : public BluetoothCentral {
     return adapters_.empty() ? "" : adapters_.begin()->first;
   }
 
-  // After any adapter change: picks the adapter, ends a scan that lost its
-  // power, carries one over to a new powered adapter, and tells the state.
+  // After any adapter change: picks the adapter, pauses a scan whose adapter
+  // lost its power or went away, resumes it on a usable one, and tells the
+  // state. A scan asked for lasts until endScan().
   void reevaluate() {
     std::string chosen = chooseAdapter();
     if (chosen != adapterPath_) {
+      dropMonitor();
       stopDiscovery();
       adapterPath_ = chosen;
       devices_.setAdapter(chosen);
+      paused_ = true;
     }
     auto adapter = adapters_.find(adapterPath_);
     bool powered = adapter != adapters_.end() && adapter->second;
-    if (!powered && scan_) {
-      scan_.reset();
-      ++scanGeneration_;
-      devices_.stopScan();
-      discoveryRequested_ = false;
-      startedOn_.clear();  // a power loss ends BlueZ's session too
-    } else if (powered && scan_ && !discoveryRequested_) {
-      requestDiscovery();
+    if (!powered) {
+      if (phase_ != Phase::idle || !startedOn_.empty()) pauseDiscovery();
+      paused_ = true;
     }
+    // Told before reports resume, so the delegate hears poweredOn first.
     setState(powered ? BluetoothCentralState::poweredOn : BluetoothCentralState::poweredOff);
+    if (powered && scan_ && paused_) {
+      paused_ = false;
+      for (auto& discovery : devices_.startScan(scan_->serviceUUIDs, scan_->allowDuplicates))
+        post(std::move(discovery));
+      failures_ = 0;
+      startDiscovery();
+    }
   }
 
   void startScan(const std::vector<std::string>& serviceUUIDs, bool allowDuplicates) {
-    if (state_.load() != BluetoothCentralState::poweredOn || adapterPath_.empty()) return;
     std::vector<std::string> full;
     for (const auto& text : serviceUUIDs) {
       if (auto uuid = ServiceUUID::parse(text)) {
@@ -370,23 +409,75 @@ class BluezCentral final : public BluetoothCentral {
     // Scanning for everything instead would be the opposite of what was asked.
     if (!serviceUUIDs.empty() && full.empty()) return;
     scan_ = Scan{full, allowDuplicates};
-    ++scanGeneration_;
-    requestDiscovery();
-    for (auto& discovery : devices_.startScan(full, allowDuplicates)) post(std::move(discovery));
+    paused_ = true;  // the tracker starts over with the new filter
+    reevaluate();
   }
 
   void endScan() {
     if (!scan_) return;
+    dropMonitor();
     scan_.reset();
-    ++scanGeneration_;
     devices_.stopScan();
     stopDiscovery();
   }
 
-  // BlueZ merges the filters of all its clients, so devices it reports can
-  // still be of no interest: the tracker filters again.
-  void requestDiscovery() {
-    discoveryRequested_ = true;
+  // A BlueZ session ended under us: power loss or bluetoothd going ends it
+  // on BlueZ's side too, so there is nothing to stop.
+  void pauseDiscovery() {
+    dropMonitor();
+    ++discoveryGeneration_;
+    phase_ = Phase::idle;
+    startedOn_.clear();
+    retryTimer_->disarm();
+    refreshTimer_->disarm();
+    devices_.stopScan();
+  }
+
+  // Sets the filter, then starts discovery unless ours already runs. BlueZ
+  // merges the filters of all its clients, so devices it reports can still
+  // be of no interest: the tracker filters again.
+  void startDiscovery() {
+    retryTimer_->disarm();
+    refreshTimer_->disarm();
+    auto adapter = adapters_.find(adapterPath_);
+    if (!scan_ || adapter == adapters_.end() || !adapter->second) return;
+    phase_ = Phase::starting;
+    uint64_t generation = ++discoveryGeneration_;
+    std::string path = adapterPath_;
+    auto startIt = [this, generation, path] {
+      if (generation != discoveryGeneration_) return;
+      if (startedOn_ == path) return discoveryRunning(path);
+      startedOn_ = path;
+      call(path, kAdapterInterface, "StartDiscovery", nullptr, nullptr,
+           [this, generation, path](GVariant*, const GError* error) {
+             // InProgress: BlueZ still counts a session of ours.
+             if (error != nullptr && !isBluezError(error, "InProgress")) {
+               if (startedOn_ != path) return;  // stopped since
+               startedOn_.clear();
+               // A newer attempt whose filter is still on its way starts it itself.
+               if (generation != discoveryGeneration_ && phase_ != Phase::running) return;
+               ++discoveryGeneration_;
+               return discoveryFailed("StartDiscovery", error);
+             }
+             if (generation == discoveryGeneration_) discoveryRunning(path);
+           });
+    };
+    if (filterUnsupported_.contains(path)) return startIt();
+    call(path, kAdapterInterface, "SetDiscoveryFilter", g_variant_new("(@a{sv})", filter()),
+         nullptr, [this, generation, path, startIt](GVariant*, const GError* error) {
+           if (generation != discoveryGeneration_) return;
+           if (error != nullptr) {
+             // A BlueZ without filters still scans, only less selectively.
+             if (!isBluezError(error, "NotSupported") && !isBluezError(error, "InvalidArguments"))
+               return discoveryFailed("SetDiscoveryFilter", error);
+             warn("SetDiscoveryFilter failed: " + errorText(error) + "; scanning unfiltered");
+             filterUnsupported_.insert(path);
+           }
+           startIt();
+         });
+  }
+
+  GVariant* filter() const {
     GVariantBuilder filter;
     g_variant_builder_init(&filter, G_VARIANT_TYPE_VARDICT);
     if (!scan_->serviceUUIDs.empty()) {
@@ -398,25 +489,111 @@ class BluezCentral final : public BluetoothCentral {
     g_variant_builder_add(&filter, "{sv}", "Transport", g_variant_new_string("le"));
     g_variant_builder_add(&filter, "{sv}", "DuplicateData",
                           g_variant_new_boolean(scan_->allowDuplicates));
-    uint64_t generation = scanGeneration_;
+    return g_variant_builder_end(&filter);
+  }
+
+  static bool isBluezError(const GError* error, const char* name) {
+    gchar* remote = g_dbus_error_get_remote_error(error);
+    bool matches =
+        remote != nullptr && std::string_view(remote) == std::string("org.bluez.Error.") + name;
+    g_free(remote);
+    return matches;
+  }
+
+  void discoveryRunning(const std::string& path) {
+    phase_ = Phase::running;
+    if (failures_ > 0)
+      warn("discovery on " + path + " runs again after " + std::to_string(failures_) +
+           (failures_ == 1 ? " failed attempt" : " failed attempts"));
+    failures_ = 0;
+    considerMonitor();
+    if (refresh_ > Duration::zero() && !monitorActive_) refreshTimer_->arm(jittered(refresh_));
+  }
+
+  // Where bluetoothd offers advertisement monitors, one for Eddystone turns
+  // the controller's duplicate filter off, which makes the refresh needless.
+  void monitorManagerAdded(const std::string& path, GVariant* properties) {
+    const gchar** types = nullptr;
+    if (g_variant_lookup(properties, "SupportedMonitorTypes", "^a&s", &types)) {
+      bool orPatterns = false;
+      for (const gchar** type = types; *type != nullptr; ++type)
+        orPatterns = orPatterns || std::string_view(*type) == "or_patterns";
+      g_free(types);
+      if (!orPatterns) return;
+    }
+    monitorManagers_.insert(path);
+    if (phase_ == Phase::running) considerMonitor();
+  }
+
+  void considerMonitor() {
+    if (!scan_ || monitor_ || !monitorManagers_.contains(adapterPath_) ||
+        monitorRefused_.contains(adapterPath_))
+      return;
     std::string path = adapterPath_;
-    call(path, kAdapterInterface, "SetDiscoveryFilter", g_variant_new("(a{sv})", &filter), nullptr,
-         [this, generation, path](GVariant*, const GError* error) {
-           // A BlueZ without filters still scans, only less selectively.
-           if (error != nullptr) warn("SetDiscoveryFilter failed: " + errorText(error));
-           if (generation != scanGeneration_ || path != adapterPath_ || startedOn_ == path) return;
-           startedOn_ = path;
-           call(path, kAdapterInterface, "StartDiscovery", nullptr, nullptr,
-                [this, path](GVariant*, const GError* error) {
-                  if (error == nullptr) return;
-                  warn("StartDiscovery failed: " + errorText(error));
-                  if (startedOn_ == path) startedOn_.clear();
-                });
-         });
+    monitor_ = std::make_unique<BluezAdvertisementMonitor>(
+        connection_, path, kMonitorRoot, [this, path](bool registered, const std::string& error) {
+          if (registered) {
+            monitorActive_ = true;
+            refreshTimer_->disarm();
+            warn("advertisement monitor for Eddystone registered on " + path +
+                 "; every advertisement is heard");
+            return;
+          }
+          warn("advertisement monitor refused on " + path + " (" + error +
+               "); refreshing discovery instead");
+          monitorRefused_.insert(path);
+          dropMonitor();
+          if (phase_ == Phase::running && refresh_ > Duration::zero())
+            refreshTimer_->arm(jittered(refresh_));
+        });
+  }
+
+  void dropMonitor() {
+    monitor_.reset();
+    monitorActive_ = false;
+  }
+
+  // One line per backoff level: a BlueZ that keeps refusing at the cap is
+  // tried every 30 s without filling the log.
+  void discoveryFailed(const char* what, const GError* error) {
+    phase_ = Phase::idle;
+    int level = std::min(failures_, 5);
+    ++failures_;
+    int seconds = std::min(1 << level, kRetryCapSeconds);
+    if (failures_ <= 6)
+      warn(std::string(what) + " failed: " + errorText(error) + "; trying again in " +
+           std::to_string(seconds) + " s");
+    retryTimer_->arm(std::chrono::seconds(seconds));
+  }
+
+  // Discovering went false on an adapter: ours ended unless we stopped it.
+  void discoveryEnded(const std::string& path) {
+    if (path != adapterPath_ || phase_ != Phase::running || startedOn_ != path) return;
+    ++restartsUnasked_;
+    // 1st, 10th, 100th ...: a stack that ends discovery often must not flood the log.
+    if (isPowerOfTen(restartsUnasked_))
+      warn("discovery on " + path + " stopped without our asking (" +
+           std::to_string(restartsUnasked_) + (restartsUnasked_ == 1 ? " time" : " times") +
+           "); starting it again");
+    restartDiscovery();
+  }
+
+  void refreshDiscovery() {
+    if (phase_ == Phase::running && !monitorActive_) restartDiscovery();
+  }
+
+  // Stop and start in one go: D-Bus keeps the order of our calls, so BlueZ
+  // sees them in this order too.
+  void restartDiscovery() {
+    stopDiscovery();
+    startDiscovery();
   }
 
   void stopDiscovery() {
-    discoveryRequested_ = false;
+    ++discoveryGeneration_;
+    phase_ = Phase::idle;
+    retryTimer_->disarm();
+    refreshTimer_->disarm();
     if (startedOn_.empty()) return;
     std::string path = std::exchange(startedOn_, "");
     if (!adapters_.contains(path)) return;
@@ -426,12 +603,20 @@ class BluezCentral final : public BluetoothCentral {
          });
   }
 
+  // Restarts at a fixed period could stay in step with a beacon that rotates
+  // its frames and always meet the same frame first; a little jitter breaks that.
+  Duration jittered(Duration period) {
+    std::uniform_real_distribution<double> factor(0.85, 1.15);
+    return std::chrono::duration_cast<Duration>(period * factor(random_));
+  }
+
   struct Scan {
     std::vector<std::string> serviceUUIDs;  // full form
     bool allowDuplicates = false;
   };
 
   const std::string adapterPathWanted_;
+  const Duration refresh_;
   const std::shared_ptr<Log> log_;
   const std::shared_ptr<CentralDelegateLink> link_;
   std::atomic<BluetoothCentralState> state_{BluetoothCentralState::unknown};
@@ -449,18 +634,30 @@ class BluezCentral final : public BluetoothCentral {
   std::string adapterPath_;               // the one in use; "" for none
   BluezDeviceTracker devices_;
   std::optional<Scan> scan_;
-  uint64_t scanGeneration_ = 0;
-  bool discoveryRequested_ = false;
-  std::string startedOn_;  // the adapter our StartDiscovery went to
+  bool paused_ = true;  // the scan waits for a usable adapter
+  enum class Phase { idle, starting, running };
+  Phase phase_ = Phase::idle;
+  uint64_t discoveryGeneration_ = 0;  // replies to older calls are stale
+  std::string startedOn_;             // the adapter our StartDiscovery went to
+  std::set<std::string> filterUnsupported_;
+  int failures_ = 0;
+  std::set<std::string> monitorManagers_;  // adapters that offer or-pattern monitors
+  std::set<std::string> monitorRefused_;
+  std::unique_ptr<BluezAdvertisementMonitor> monitor_;
+  bool monitorActive_ = false;
+  int restartsUnasked_ = 0;
+  std::unique_ptr<TimerSource> retryTimer_;
+  std::unique_ptr<TimerSource> refreshTimer_;
+  std::minstd_rand random_{std::random_device{}()};
 };
 
 }  // namespace
 
 std::unique_ptr<BluetoothCentral> makeBluezCentral(BluetoothCentralDelegate& delegate,
                                                    std::shared_ptr<DispatchQueue> queue,
-                                                   const std::string& adapter,
+                                                   BluezCentralOptions options,
                                                    std::shared_ptr<Log> log) {
-  return std::make_unique<BluezCentral>(delegate, std::move(queue), adapter, std::move(log));
+  return std::make_unique<BluezCentral>(delegate, std::move(queue), options, std::move(log));
 }
 
 }  // namespace vicinix

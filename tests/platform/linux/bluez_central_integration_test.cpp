@@ -44,12 +44,18 @@ std::string missingTools() {
   return "";
 }
 
+const std::string kFieldMock = VICINIX_SOURCE_DIR "/tests/support/bluez_field_mock.py";
+
 // dbusmock's BlueZ on a private bus, and what a test does with it.
 struct BluezHarness {
   BluezHarness() : why(missingTools()) {
     if (!why.empty()) return;
     bus.emplace();
-    bus->startMock("bluez5", "org.bluez");
+    startBluez();
+  }
+  // `parameters`: the mock's JSON ("window", "speed").
+  void startBluez(const std::string& parameters = "") {
+    bus->startMock(kFieldMock, "org.bluez", parameters);
     addAdapter("hci0");
   }
   bool ready() const { return bus.has_value(); }
@@ -61,15 +67,16 @@ struct BluezHarness {
                      arguments.empty() ? nullptr : g_variant_new_parsed(arguments.c_str()));
   }
   std::unique_ptr<BluetoothCentral> makeCentral(BluetoothCentralDelegate& delegate,
-                                                const std::string& adapter = "") {
-    return makeBluezCentral(delegate, queue, adapter, log);
+                                                const std::string& adapter = "",
+                                                double refreshSeconds = 0) {
+    return makeBluezCentral(delegate, queue, {adapter, refreshSeconds}, log);
   }
   void addAdapter(const std::string& name) {
     call("/", "org.bluez.Mock", "AddAdapter", "('" + name + "', 'vicinix')");
   }
   void setPowered(bool on) {
-    call("/org/bluez/hci0", "org.freedesktop.DBus.Properties", "Set",
-         std::string("('org.bluez.Adapter1', 'Powered', <") + (on ? "true" : "false") + ">)");
+    call("/", "org.bluez.Mock", "SetPowered",
+         std::string("('hci0', ") + (on ? "true" : "false") + ")");
   }
   bool scanning(const std::string& adapter = "hci0") {
     auto reply = call("/org/bluez/" + adapter, "org.freedesktop.DBus.Properties", "Get",
@@ -98,8 +105,14 @@ struct BluezHarness {
     return "{'ServiceData': <{'" + kFeaa + "': <" + bytesText(frame) + ">}>, 'RSSI': <int16 " +
            std::to_string(RSSI) + ">}";
   }
-  void advertise(const std::string& address, const ServiceDataMap& serviceData, int RSSI) {
-    emitChanged(device(address), changes(serviceData.at("FEAA"), RSSI));
+  // Through the mock's duplicate filter; false when it held the report back.
+  bool advertise(const std::string& address, const ServiceDataMap& serviceData, int RSSI) {
+    auto reply = call("/", "org.bluez.Mock", "Advertise",
+                      "('hci0', '" + address + "', " + bytesText(serviceData.at("FEAA")) +
+                          ", int16 " + std::to_string(RSSI) + ")");
+    gboolean passed = FALSE;
+    g_variant_get(reply.get(), "(b)", &passed);
+    return passed;
   }
   // The adapter's method calls in order, each with its arguments.
   std::vector<std::string> calls(const std::string& adapter = "hci0") {
@@ -217,6 +230,119 @@ TEST_F(BluezCentralTest, FollowsTheNamedAdapterComingAndGoing) {
       std::vector<std::string>{"Bluetooth: no adapter /org/bluez/hci1 in BlueZ; waiting for it"});
 }
 
+// bluetoothd restarting (its name vanishing and coming back) and the adapter
+// being unplugged and plugged in again leave the requested scan in place.
+TEST_F(BluezCentralTest, ScansAgainAfterBluetoothdRestartsAndTheAdapterReturns) {
+  auto central = scanningCentral();
+  auto reportsOnceScanning = [&](int RSSI) {
+    EXPECT_TRUE(runUntil([&] { return recorder.lastState() == State::poweredOn && scanning(); }));
+    advertise("C0:FF:EE:00:00:01", {{"FEAA", kUIDFrame}}, RSSI);
+    return runUntil([&] {
+      auto all = recorder.discoveries();
+      return !all.empty() && all.back().RSSI == RSSI;
+    });
+  };
+  bus->stopMocks();
+  ASSERT_TRUE(runUntil([&] { return recorder.lastState() == State::poweredOff; }));
+  startBluez();
+  EXPECT_TRUE(reportsOnceScanning(-51));
+
+  call("/", "org.bluez.Mock", "RemoveAdapter", "('hci0',)");
+  ASSERT_TRUE(runUntil([&] { return recorder.lastState() == State::poweredOff; }));
+  addAdapter("hci0");
+  EXPECT_TRUE(reportsOnceScanning(-52));
+  EXPECT_EQ(log->systemLines(), std::vector<std::string>{});
+}
+
+// Each failure is one line, the retries come after 1 s, then 2 s; a
+// discovery that ends on its own is started again.
+TEST_F(BluezCentralTest, RetriesFailedDiscoveryAndRestartsDiscoveryThatEnds) {
+  call("/", "org.bluez.Mock", "FailNext", "('hci0', 'SetDiscoveryFilter', uint32 1, 'Failed')");
+  call("/", "org.bluez.Mock", "FailNext", "('hci0', 'StartDiscovery', uint32 1, 'NotReady')");
+  auto central = scanningCentral();
+  // The last line follows StartDiscovery's reply, which may come after Discovering.
+  ASSERT_TRUE(runUntil([&] { return log->systemLines().size() == 3; }));
+  EXPECT_EQ(log->systemLines(),
+            (std::vector<std::string>{
+                "Bluetooth: SetDiscoveryFilter failed: org.bluez.Error.Failed: Mock failure; "
+                "trying again in 1 s",
+                "Bluetooth: StartDiscovery failed: org.bluez.Error.NotReady: Mock failure; "
+                "trying again in 2 s",
+                "Bluetooth: discovery on /org/bluez/hci0 runs again after 2 failed attempts"}));
+
+  call("/", "org.bluez.Mock", "EndDiscovery", "('hci0',)");
+  ASSERT_TRUE(runUntil([&] { return log->systemLines().size() == 4; }));
+  EXPECT_TRUE(runUntil([&] { return scanning(); }));
+  EXPECT_EQ(log->systemLines().back(),
+            "Bluetooth: discovery on /org/bluez/hci0 stopped without our asking (1 time); "
+            "starting it again");
+}
+
+// With the controller's duplicate filter a beacon is heard once per window;
+// restarting discovery opens a new window.
+TEST_F(BluezCentralTest, RefreshingDiscoveryDefeatsTheDuplicateFilter) {
+  bus->stopMocks();
+  startBluez("{\"window\": 60}");
+  auto heardIn2s = [&](double refreshSeconds) {
+    CentralRecorder heard;
+    auto central = makeCentral(heard, "", refreshSeconds);
+    EXPECT_TRUE(runUntil([&] { return heard.lastState() == State::poweredOn; }));
+    central->scanForPeripherals({"FEAA"}, true);
+    EXPECT_TRUE(runUntil([&] { return scanning(); }));
+    for (int i = 0; i < 20; ++i) {
+      advertise("C0:FF:EE:00:00:01", {{"FEAA", kUIDFrame}}, -60);
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    central.reset();
+    return heard.discoveries().size();
+  };
+  EXPECT_EQ(heardIn2s(0), 1u);
+  EXPECT_GE(heardIn2s(0.5), 3u);
+}
+
+// Where bluetoothd takes advertisement monitors, one for Eddystone service
+// data replaces the refresh: the duplicate filter is off while it is registered.
+TEST_F(BluezCentralTest, RegistersAnEddystoneMonitorInsteadOfRefreshing) {
+  bus->stopMocks();
+  startBluez("{\"monitor\": true}");
+  auto central = makeCentral(recorder, "", 0.5);
+  ASSERT_TRUE(runUntil([&] { return recorder.lastState() == State::poweredOn; }));
+  central->scanForPeripherals({"FEAA"}, true);
+  ASSERT_TRUE(runUntil([&] { return log->systemLines().size() == 1; }));
+  EXPECT_EQ(log->systemLines()[0],
+            "Bluetooth: advertisement monitor for Eddystone registered on /org/bluez/hci0; every "
+            "advertisement is heard");
+  std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+  auto made = calls();
+  EXPECT_EQ(std::count(made.begin(), made.end(), "StartDiscovery []"), 1) << made.size();
+  EXPECT_EQ(
+      std::count(made.begin(), made.end(), "RegisterMonitor [<objectpath '/org/vicinix/monitor'>]"),
+      1);
+
+  // What BlueZ reads back from us: the monitor's type and its one pattern.
+  std::string exported;
+  auto names = bus->call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                         "ListNames");
+  GVariantIter* iter = nullptr;
+  const char* name = nullptr;
+  g_variant_get(names.get(), "(as)", &iter);
+  while (g_variant_iter_next(iter, "&s", &name)) {
+    if (name[0] != ':') continue;
+    try {
+      auto objects = bus->call(name, "/org/vicinix/monitor", "org.freedesktop.DBus.ObjectManager",
+                               "GetManagedObjects");
+      gchar* text = g_variant_print(objects.get(), FALSE);
+      exported = text;
+      g_free(text);
+    } catch (const std::runtime_error&) {
+    }
+  }
+  g_variant_iter_free(iter);
+  EXPECT_EQ(exported,
+            "({'/org/vicinix/monitor/eddystone': {'org.bluez.AdvertisementMonitor1': {'Type': "
+            "<'or_patterns'>, 'Patterns': <[(byte 0x00, byte 0x16, [byte 0xaa, 0xfe])]>}}},)");
+}
+
 TEST_F(BluezCentralTest, NoCallbackAfterDestructionWhileSignalsFlow) {
   auto central = scanningCentral();
   std::string path = device("C0:FF:EE:00:00:01");
@@ -248,7 +374,7 @@ TEST(BluezCentralWithoutBus, IsUnsupportedAndSaysWhy) {
   auto log = std::make_shared<RecordingLog>();
   CentralRecorder recorder;
   auto central =
-      makeBluezCentral(recorder, makeGlibDispatchQueueFactory()->makeSerialQueue("d"), "", log);
+      makeBluezCentral(recorder, makeGlibDispatchQueueFactory()->makeSerialQueue("d"), {}, log);
   conformance::pollUntil([&] { return recorder.lastState() == State::unsupported; });
   central.reset();
   restore ? setenv("DBUS_SYSTEM_BUS_ADDRESS", restore->c_str(), 1)
