@@ -46,7 +46,9 @@ struct StoredCampaigns {
   }
 };
 
-size_t heapInUse() { return mallinfo2().uordblks; }
+size_t heapInUse() {
+  return mallinfo2().uordblks;
+}
 
 // The list query alone: the ids of the listed campaigns in order.
 void BM_ListQuery(benchmark::State& state) {
@@ -87,9 +89,8 @@ void BM_ListOpenFullObjects(benchmark::State& state) {
       return c.listTitle.empty() || c.listText.empty() || c.listImagePath.empty() ||
              c.type == "IN_APP_EVENT";
     });
-    std::ranges::sort(*all, [](const Campaign& a, const Campaign& b) {
-      return a.created > b.created;
-    });
+    std::ranges::sort(*all,
+                      [](const Campaign& a, const Campaign& b) { return a.created > b.created; });
     held = heapInUse() - before;
     benchmark::DoNotOptimize(all);
   }

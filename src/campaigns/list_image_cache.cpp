@@ -9,13 +9,17 @@
 namespace vicinix {
 namespace {
 
-size_t bytesOf(const Image& image) { return image.rgba ? image.rgba->size() : 0; }
+size_t bytesOf(const Image& image) {
+  return image.rgba ? image.rgba->size() : 0;
+}
 
 }  // namespace
 
 ListImageCache::ListImageCache(Sdk& sdk, size_t capacity) : sdk_(sdk), pictures_(capacity) {}
 
-ListImageCache& ListImageCache::shared() { return Sdk::current().shared<ListImageCache>(); }
+ListImageCache& ListImageCache::shared() {
+  return Sdk::current().shared<ListImageCache>();
+}
 
 std::optional<ListImageCache::FileStamp> ListImageCache::stamp(const std::string& name) const {
   if (!isSafeFileName(name)) return std::nullopt;

@@ -45,10 +45,16 @@ TableCell VicinixListTableViewCell::layout(const Campaign& campaign,
   const double subtitleY = rowHeight - subtitleBottomConstant(lines) - subtitleHeight;
 
   TableCell cell;
-  cell.title = {campaign.listTitle, titleFont, VicinixAppearance::titleColor(),
-                {textLeft, subtitleY - kTextGap - titleLine, width, titleLine}, 1};
-  cell.subtitle = {campaign.listText, subtitleFont, VicinixAppearance::textColor(),
-                   {textLeft, subtitleY, width, subtitleHeight}, subtitleMaxLines};
+  cell.title = {campaign.listTitle,
+                titleFont,
+                VicinixAppearance::titleColor(),
+                {textLeft, subtitleY - kTextGap - titleLine, width, titleLine},
+                1};
+  cell.subtitle = {campaign.listText,
+                   subtitleFont,
+                   VicinixAppearance::textColor(),
+                   {textLeft, subtitleY, width, subtitleHeight},
+                   subtitleMaxLines};
   cell.image = image;
   cell.imageFrame = {margin, (rowHeight - imageSize) / 2, imageSize, imageSize};
   return cell;

@@ -46,8 +46,8 @@ void VicinixListViewController::viewDidLoad() {
     });
   };
   NotificationCenter& center = NotificationCenter::defaultCenter();
-  for (const char* name : {Vicinix::campaignRecieved, Vicinix::imageDownloaded,
-                           Vicinix::campaignsUpdated}) {
+  for (const char* name :
+       {Vicinix::campaignRecieved, Vicinix::imageDownloaded, Vicinix::campaignsUpdated}) {
     observers_.push_back(center.addObserver(name, reload));
   }
 }

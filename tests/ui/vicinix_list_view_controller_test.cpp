@@ -25,8 +25,7 @@ using std::chrono::seconds;
 // 14-point character is 7 wide and a line 16.8 high.
 class ListTest : public test::ScreenTest {
  protected:
-  std::shared_ptr<VicinixListViewController> list =
-      std::make_shared<VicinixListViewController>();
+  std::shared_ptr<VicinixListViewController> list = std::make_shared<VicinixListViewController>();
   std::shared_ptr<VicinixNavigationViewController> navigation;
 
   // A campaign the list shows, created `age` seconds before the test's start.
@@ -97,9 +96,9 @@ TEST_F(ListTest, ListsCampaignsWithAllListContentNewestFirst) {
 TEST_F(ListTest, ASubtitleOfTwoLinesSitsCloserToTheRowsBottom) {
   struct Case {
     const char* text;
-    int lines;             // as measured
+    int lines;  // as measured
     double bottomConstant;
-    double shownHeight;    // at most two lines are drawn
+    double shownHeight;  // at most two lines are drawn
   };
   const Case cases[] = {
       {"Short text", 1, 27, 16.8},

@@ -33,11 +33,12 @@ std::optional<Image> Campaign::listImage() const {
   if (auto cached = ListImageCache::shared().image(name)) return cached;
   // Only a picture that arrived is announced: the list reloads on the
   // announcement and asks again, so announcing a refusal would loop.
-  ImageDownloader::shared().downloadImage(listImagePath, name, [name](std::optional<Image> picture) {
-    if (!picture) return;
-    ListImageCache::shared().insert(name, *picture);
-    NotificationCenter::defaultCenter().post(Vicinix::imageDownloaded);
-  });
+  ImageDownloader::shared().downloadImage(
+      listImagePath, name, [name](std::optional<Image> picture) {
+        if (!picture) return;
+        ListImageCache::shared().insert(name, *picture);
+        NotificationCenter::defaultCenter().post(Vicinix::imageDownloaded);
+      });
   return std::nullopt;
 }
 

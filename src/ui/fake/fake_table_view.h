@@ -17,9 +17,7 @@ class FakeTableView final : public FakeViewOf<TableView, FakeViewKind::tableView
   void setDataSource(TableViewDataSource* source) override { dataSource = source; }
   void reloadData() override;
   void setSeparatorStyle(SeparatorStyle style) override { separatorStyle = style; }
-  void setSeparatorInsets(double left, double right) override {
-    separatorInsets = {left, right};
-  }
+  void setSeparatorInsets(double left, double right) override { separatorInsets = {left, right}; }
   void deselectRow(int row, bool animated) override;
 
   // A click on `row`: selects it and tells the data source.
