@@ -23,6 +23,9 @@ class Application {
   virtual void openURL(const std::string& url) = 0;
   // The root screen of the key window; null when the host shows none.
   virtual std::shared_ptr<ViewController> keyWindowRootViewController() = 0;
+  // The host's translation of `key` from its own string table; the key
+  // itself when the host has none for it.
+  virtual std::string localizedString(const std::string& key) const { return key; }
 };
 
 }  // namespace vicinix

@@ -2,11 +2,13 @@
 
 #include <memory>
 #include <optional>
-#include <vector>
+#include <string>
 
+#include "core/notification_center.h"
 #include "data/model/campaign.h"
+#include "data/model/campaign_results.h"
 #include "ui/toolkit.h"
-#include "ui/vicinix_default_view_controller.h"
+#include "ui/toolkit_view_controller.h"
 #include "ui/vicinix_info_view.h"
 
 namespace vicinix {
@@ -15,8 +17,10 @@ namespace vicinix {
 // row each with title, subtitle and picture. A row opens the campaign's
 // detail on this screen's navigation container. The rows are read again on
 // appearance and whenever campaigns or pictures arrive. Main queue only.
-class VicinixListViewController : public VicinixDefaultViewController,
-                                  private TableViewDataSource {
+//
+// Not a VicinixDefaultViewController: the list shows its own update notice
+// in place of the rows, and the default one would be drawn under it.
+class VicinixListViewController : public ToolkitViewController, private TableViewDataSource {
  public:
   static constexpr const char* VicinixListCellIdetifier = "VicinixListCell";
 
@@ -32,10 +36,12 @@ class VicinixListViewController : public VicinixDefaultViewController,
 
   // Null in a headless host.
   std::shared_ptr<TableView> tableView;
-  // The rows as last read; nothing before the first read.
-  std::optional<std::vector<Campaign>> campaigns;
+  // The rows as last read; nothing before the first read or without a database.
+  std::optional<CampaignResults> campaigns;
   // The notice for an empty list.
   std::optional<VicinixInfoView> infoScreen;
+  // The notice asking for an update, once the backend has disabled this SDK.
+  std::optional<VicinixInfoView> updateScreen;
 
   std::string description() const override { return "VicinixListViewController"; }
 
@@ -44,6 +50,11 @@ class VicinixListViewController : public VicinixDefaultViewController,
   double heightForRow(int row) override;
   TableCell cellForRow(int row, double width) override;
   void didSelectRow(int row) override;
+
+  // Set while this screen lives: the notifications' reloads, queued from any
+  // thread, run only if it still does when their turn comes.
+  std::shared_ptr<VicinixListViewController*> self_;
+  std::vector<NotificationCenter::Token> observers_;
 };
 
 }  // namespace vicinix

@@ -1,7 +1,11 @@
 #include "data/model/campaign.h"
 
+#include "campaigns/image_downloader.h"
+#include "campaigns/list_image_cache.h"
 #include "core/date_format.h"
+#include "core/notification_center.h"
 #include "core/sdk.h"
+#include "core/vicinix.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/cache_file_name.h"
 
@@ -22,6 +26,20 @@ std::string Campaign::notificationImageName() const {
 
 std::string Campaign::listImageName() const {
   return cacheFileName(listImagePath, id + "_list.jpg");
+}
+
+std::optional<Image> Campaign::listImage() const {
+  const std::string name = listImageName();
+  if (auto cached = ListImageCache::shared().image(name)) return cached;
+  // Only a picture that arrived is announced: the list reloads on the
+  // announcement and asks again, so announcing a refusal would loop.
+  ImageDownloader::shared().downloadImage(
+      listImagePath, name, [name](std::optional<Image> picture) {
+        if (!picture) return;
+        ListImageCache::shared().insert(name, *picture);
+        NotificationCenter::defaultCenter().post(Vicinix::imageDownloaded);
+      });
+  return std::nullopt;
 }
 
 bool Campaign::needsUpdate() const {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/clock.h"
+#include "platform/image_codec.h"
 
 namespace vicinix {
 
@@ -32,6 +33,10 @@ struct Campaign {
   // File names under which the pictures are cached.
   std::string notificationImageName() const;
   std::string listImageName() const;
+  // The cached list picture. Without one, starts its download, which posts
+  // Vicinix::imageDownloaded when a picture lands, and returns nothing.
+  // Main queue only.
+  std::optional<Image> listImage() const;
 
   // The stored content is older than the configured campaign expiration
   // (3600 s when unset), or was never stamped.

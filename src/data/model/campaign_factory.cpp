@@ -141,6 +141,12 @@ std::optional<std::vector<Campaign>> CampaignFactory::allCampaigns() {
       .value_or(std::vector<Campaign>{});
 }
 
+std::optional<CampaignResults> CampaignFactory::listCampaigns() {
+  auto ids = realm_.read([](Database& database) { return CampaignTable(database).listedIds(); });
+  if (!ids) return std::nullopt;
+  return CampaignResults(*this, std::move(*ids));
+}
+
 std::vector<Block> CampaignFactory::blocks(const Campaign& campaign) {
   return realm_.read([&](Database& database) { return BlockTable(database).blocksOf(campaign.id); })
       .value_or(std::vector<Block>{});

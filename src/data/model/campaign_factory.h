@@ -7,6 +7,7 @@
 #include "core/json_value.h"
 #include "data/model/block.h"
 #include "data/model/campaign.h"
+#include "data/model/campaign_results.h"
 #include "data/model/database_handle.h"
 
 namespace vicinix {
@@ -36,6 +37,9 @@ class CampaignFactory {
 
   // Every campaign in store order; nothing without a database.
   std::optional<std::vector<Campaign>> allCampaigns();
+  // The campaigns the list shows (CampaignTable::listedIds), read row by row
+  // as the list asks; nothing without a database.
+  std::optional<CampaignResults> listCampaigns();
   // The campaign's blocks in store order.
   std::vector<Block> blocks(const Campaign& campaign);
 

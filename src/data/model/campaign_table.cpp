@@ -93,6 +93,16 @@ std::vector<Campaign> CampaignTable::allWithTypeOtherThan(const std::string& typ
   return readAll(query, readCampaign);
 }
 
+std::vector<std::string> CampaignTable::listedIds() {
+  auto guard = database_.lock();
+  // rowid breaks ties between campaigns created in the same microsecond, so
+  // two reads of an unchanged store list them alike.
+  auto& query = database_.statement(
+      "SELECT id FROM campaign WHERE list_title <> '' AND list_text <> '' "
+      "AND list_image_path <> '' AND type <> 'IN_APP_EVENT' ORDER BY created DESC, rowid");
+  return readAll(query, [](SQLite::Statement& row) { return row.getColumn(0).getString(); });
+}
+
 void CampaignTable::remove(const std::string& id) {
   auto guard = database_.lock();
   auto& deletion = database_.statement("DELETE FROM campaign WHERE id = ?1");

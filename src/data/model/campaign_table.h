@@ -20,6 +20,9 @@ class CampaignTable {
   std::optional<Campaign> find(const std::string& id);
   std::vector<Campaign> all();
   std::vector<Campaign> allWithTypeOtherThan(const std::string& type);
+  // The ids of the campaigns the list shows: list title, text and picture all
+  // set, in-app events left out, newest `created` first.
+  std::vector<std::string> listedIds();
   void remove(const std::string& id);
   int64_t count();
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,6 +21,15 @@ class FakeApplication final : public Application {
   double minimumBackgroundFetchInterval() const override { return fetchInterval_; }
   void openURL(const std::string& url) override { openedURLs_.push_back(url); }
   std::shared_ptr<ViewController> keyWindowRootViewController() override { return root_; }
+  std::string localizedString(const std::string& key) const override {
+    auto found = translations_.find(key);
+    return found == translations_.end() ? key : found->second;
+  }
+
+  // The host's string table; empty: nothing is translated.
+  void setTranslations(std::map<std::string, std::string> translations) {
+    translations_ = std::move(translations);
+  }
 
   // Null means the host shows no window.
   void setRoot(std::shared_ptr<ViewController> root) { root_ = std::move(root); }
@@ -31,6 +41,7 @@ class FakeApplication final : public Application {
   double fetchInterval_ = 0;
   std::vector<std::string> openedURLs_;
   std::shared_ptr<ViewController> root_;
+  std::map<std::string, std::string> translations_;
 };
 
 }  // namespace vicinix

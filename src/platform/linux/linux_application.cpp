@@ -1,6 +1,7 @@
 #include "platform/linux/linux_application.h"
 
 #include <glib.h>
+#include <libintl.h>
 
 #include "platform/linux/headless_root_view_controller.h"
 
@@ -10,6 +11,12 @@ LinuxApplication::LinuxApplication(std::shared_ptr<Log> log, const std::string& 
     : log_(std::move(log)),
       launcherEntry_(desktopId),
       root_(std::make_shared<HeadlessRootViewController>()) {}
+
+std::string LinuxApplication::localizedString(const std::string& key) const {
+  // gettext("") answers the catalogue's header, not a translation.
+  if (key.empty()) return key;
+  return gettext(key.c_str());
+}
 
 void LinuxApplication::openURL(const std::string& url) {
   // xdg-open would take "-..." for one of its options.

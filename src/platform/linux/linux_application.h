@@ -32,6 +32,9 @@ class LinuxApplication final : public Application {
   // Runs xdg-open without a shell and does not wait for it.
   void openURL(const std::string& url) override;
   std::shared_ptr<ViewController> keyWindowRootViewController() override { return root_; }
+  // gettext in the host's text domain (textdomain() and bindtextdomain() are
+  // the host's to call, with setlocale()); untranslated when it set none.
+  std::string localizedString(const std::string& key) const override;
 
   // The screen the SDK presents its own on. Null shows nothing.
   void setKeyWindowRootViewController(std::shared_ptr<ViewController> root) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "ui/fake/fake_font_book.h"
+#include "ui/fake/fake_table_view.h"
 #include "ui/fake/fake_views.h"
 #include "ui/toolkit.h"
 
@@ -36,7 +37,7 @@ class FakeToolkit final : public Toolkit {
   std::shared_ptr<ActivityIndicator> makeActivityIndicator() override {
     return std::make_shared<FakeActivityIndicator>();
   }
-  std::shared_ptr<TableView> makeTableView() override { return nullptr; }
+  std::shared_ptr<TableView> makeTableView() override { return std::make_shared<FakeTableView>(); }
 
   std::shared_ptr<WebView> makeWebView() override { return nullptr; }
 

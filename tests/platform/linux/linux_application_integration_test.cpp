@@ -1,8 +1,11 @@
 #include <gio/gio.h>
 #include <gtest/gtest.h>
+#include <libintl.h>
+#include <locale.h>
 #include <sys/stat.h>
 
 #include <chrono>
+#include <cstdint>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -164,6 +167,52 @@ TEST(LinuxApplication, ShowsTheBadgeOnItsLauncherEntryWithTheLatestCount) {
   EXPECT_EQ(updates[0], (LauncherUpdate{updates[0].sender, updates[0].path, uri, 5, true}));
   EXPECT_EQ(updates[1], (LauncherUpdate{updates[0].sender, updates[0].path, uri, 0, false}));
   EXPECT_EQ(application.applicationIconBadgeNumber(), 0);
+}
+
+// A gettext catalogue with one translation (and the header that declares
+// UTF-8), as msgfmt writes it: originals sorted, no hash table.
+std::string catalogue(const std::string& original, const std::string& translation) {
+  const std::string originals[] = {"", original};
+  const std::string translations[] = {"Content-Type: text/plain; charset=UTF-8\n", translation};
+  auto word = [](std::string& out, uint32_t value) {
+    for (int shift = 0; shift < 32; shift += 8) out.push_back(static_cast<char>(value >> shift));
+  };
+  const uint32_t headerSize = 28;
+  const uint32_t tableSize = 2 * 8;
+  std::string tables;
+  std::string strings;
+  for (const auto* column : {originals, translations}) {
+    for (int i = 0; i < 2; ++i) {
+      word(tables, static_cast<uint32_t>(column[i].size()));
+      word(tables, headerSize + 2 * tableSize + static_cast<uint32_t>(strings.size()));
+      strings += column[i] + '\0';
+    }
+  }
+  std::string file;
+  for (uint32_t value : {0x950412deu, 0u, 2u, headerSize, headerSize + tableSize, 0u, 0u}) {
+    word(file, value);
+  }
+  return file + tables + strings;
+}
+
+TEST(LinuxApplication, TranslatesInTheHostsTextDomainAndLeavesTheKeyWithoutOne) {
+  ASSERT_NE(setlocale(LC_ALL, "C.UTF-8"), nullptr);
+  LinuxApplication application;
+  EXPECT_EQ(application.localizedString("Kampaně"), "Kampaně");
+
+  testing::TemporaryDirectory catalogues;
+  std::filesystem::create_directories(catalogues.path / "C.UTF-8" / "LC_MESSAGES");
+  std::ofstream(catalogues.path / "C.UTF-8" / "LC_MESSAGES" / "vicinix-test-host.mo",
+                std::ios::binary)
+      << catalogue("Kampaně", "Campaigns");
+  const std::string previous = textdomain(nullptr);
+  bindtextdomain("vicinix-test-host", catalogues.path.c_str());
+  textdomain("vicinix-test-host");
+  EXPECT_EQ(application.localizedString("Kampaně"), "Campaigns");
+  EXPECT_EQ(application.localizedString("Žádné kampaně"), "Žádné kampaně");
+  EXPECT_EQ(application.localizedString(""), "");
+  textdomain(previous.c_str());
+  setlocale(LC_ALL, "C");
 }
 
 }  // namespace
