@@ -120,7 +120,10 @@ void QtTableView::describeContent(nlohmann::ordered_json& out) const {
     nlohmann::ordered_json entry = {
         {"row", row},
         {"frame",
-         {{"x", 0}, {"y", model.top(row) - offset}, {"width", f.width}, {"height", model.height(row)}}}};
+         {{"x", 0.0},
+          {"y", double(model.top(row) - offset)},
+          {"width", f.width},
+          {"height", model.height(row)}}}};
     if (selection->isRowSelected(row)) entry["selected"] = true;
     if (auto prepared = model.preparedRow(row, width)) entry.update(prepared->describe(fonts_));
     rows.push_back(std::move(entry));
