@@ -35,11 +35,16 @@ class CampaignRows final : public TableViewDataSource {
     ++asked;
     Font title = *fonts_.withBold(fonts_.preferredFont(TextStyle::body));
     return TableCell{
-        .title = {"Podzimní výprodej " + std::to_string(row), title, {0, 0, 0, 1},
-                  Rect{88, 12, width - 104, 22}, 1},
+        .title = {"Podzimní výprodej " + std::to_string(row),
+                  title,
+                  {0, 0, 0, 1},
+                  Rect{88, 12, width - 104, 22},
+                  1},
         .subtitle = {"Jen tento týden máte 20 % slevu na vybrané zboží v centru a na e-shopu.",
-                     fonts_.preferredFont(TextStyle::subheadline), {0.4, 0.4, 0.4, 1},
-                     Rect{88, 36, width - 104, 34}, 2},
+                     fonts_.preferredFont(TextStyle::subheadline),
+                     {0.4, 0.4, 0.4, 1},
+                     Rect{88, 36, width - 104, 34},
+                     2},
         .image = picture_,
         .imageFrame = {12, 8, 64, 64}};
   }
@@ -70,8 +75,7 @@ void BM_QtTableFirstPaint10000Rows(benchmark::State& state) {
     auto table = openTable(kit, rows);
     benchmark::DoNotOptimize(table->listView()->grab());
   }
-  state.counters["rowsAsked"] =
-      benchmark::Counter(double(rows.asked) / double(state.iterations()));
+  state.counters["rowsAsked"] = benchmark::Counter(double(rows.asked) / double(state.iterations()));
 }
 BENCHMARK(BM_QtTableFirstPaint10000Rows)->Unit(benchmark::kMillisecond);
 

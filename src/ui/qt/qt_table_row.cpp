@@ -29,11 +29,11 @@ QImage coverFrame(const Image& image, const Rect& frame, double devicePixelRatio
   QSize pixels(static_cast<int>(std::ceil(frame.width * devicePixelRatio)),
                static_cast<int>(std::ceil(frame.height * devicePixelRatio)));
   if (image.empty() || pixels.isEmpty()) return {};
-  QImage scaled = qImage(image).scaled(pixels, Qt::KeepAspectRatioByExpanding,
-                                       Qt::SmoothTransformation);
-  QImage cropped = scaled.copy((scaled.width() - pixels.width()) / 2,
-                               (scaled.height() - pixels.height()) / 2, pixels.width(),
-                               pixels.height());
+  QImage scaled =
+      qImage(image).scaled(pixels, Qt::KeepAspectRatioByExpanding, Qt::SmoothTransformation);
+  QImage cropped =
+      scaled.copy((scaled.width() - pixels.width()) / 2, (scaled.height() - pixels.height()) / 2,
+                  pixels.width(), pixels.height());
   cropped.setDevicePixelRatio(devicePixelRatio);
   return cropped;
 }
@@ -63,8 +63,16 @@ QtTableRow::Lines QtTableRow::layOut(const TableCell::Text& text, const QFont& f
   QFontMetricsF metrics(font);
   int maximum = text.numberOfLines;
   if (maximum <= 0) {
-    maximum = std::max(1, static_cast<int>(std::floor(text.frame.height / metrics.lineSpacing())));
+    double fit = std::floor(text.frame.height / metrics.lineSpacing());
+    maximum = static_cast<int>(std::clamp(std::isfinite(fit) ? fit : 1.0, 1.0, 1000.0));
   }
+
+  // A line holds a few hundred characters at most; a title of megabytes
+  // from a faulty campaign is cut before it is shaped, and ends in the
+  // ellipsis below all the same.
+  const qsizetype kept = static_cast<qsizetype>(maximum) * 512;
+  const bool cut = string.size() > kept;
+  string.truncate(kept);
 
   QTextLayout layout(string, font);
   QTextOption option;
@@ -96,11 +104,13 @@ QtTableRow::Lines QtTableRow::layOut(const TableCell::Text& text, const QFont& f
     out.lines.push_back(piece);
   }
   const int shown = spans.empty() ? 0 : spans.back().first + spans.back().second;
-  if (!spans.empty() && shown < string.size()) {
+  if (!spans.empty() && (shown < string.size() || cut)) {
     // More text than lines: the last line shows what it can and ends in an ellipsis.
     QString rest = string.mid(spans.back().first);
     rest.replace(QChar::LineSeparator, QLatin1Char(' '));
-    out.lines.back() = metrics.elidedText(rest.simplified(), Qt::ElideRight, width);
+    rest = rest.simplified();
+    if (cut) rest += QChar(0x2026);
+    out.lines.back() = metrics.elidedText(rest, Qt::ElideRight, width);
   }
 
   // The lines sit in the middle of the frame, as a label's do.

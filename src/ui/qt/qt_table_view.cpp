@@ -43,8 +43,7 @@ class TableListView final : public QListView {
 
 }  // namespace
 
-QtTableView::QtTableView(const QtFontBook& fonts)
-    : QtView(new TableListView, true), fonts_(fonts) {
+QtTableView::QtTableView(const QtFontBook& fonts) : QtView(new TableListView, true), fonts_(fonts) {
   QListView* list = listView();
   model_ = new QtTableModel(fonts, list);
   delegate_ = new QtTableDelegate(*model_, list);
@@ -117,13 +116,12 @@ void QtTableView::describeContent(nlohmann::ordered_json& out) const {
   for (int row = model.rowAt(offset); row < model.rowCount() && model.top(row) < offset + f.height;
        ++row) {
     if (model.pixelHeight(row) == 0) continue;
-    nlohmann::ordered_json entry = {
-        {"row", row},
-        {"frame",
-         {{"x", 0.0},
-          {"y", double(model.top(row) - offset)},
-          {"width", f.width},
-          {"height", model.height(row)}}}};
+    nlohmann::ordered_json entry = {{"row", row},
+                                    {"frame",
+                                     {{"x", 0.0},
+                                      {"y", double(model.top(row) - offset)},
+                                      {"width", f.width},
+                                      {"height", model.height(row)}}}};
     if (selection->isRowSelected(row)) entry["selected"] = true;
     if (auto prepared = model.preparedRow(row, width)) entry.update(prepared->describe(fonts_));
     rows.push_back(std::move(entry));

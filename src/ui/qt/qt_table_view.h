@@ -34,8 +34,8 @@ class QtTableView final : public QtView<TableView> {
 
  private:
   const QtFontBook& fonts_;
-  QtTableModel* model_;         // owned by the list view
-  QtTableDelegate* delegate_;   // owned by the list view
+  QtTableModel* model_;        // owned by the list view
+  QtTableDelegate* delegate_;  // owned by the list view
   SeparatorStyle separatorStyle_ = SeparatorStyle::singleLine;
   double insetLeft_ = 0;
   double insetRight_ = 0;
