@@ -26,11 +26,14 @@ class RecordingSource final : public TableViewDataSource {
   std::string titlePrefix = "Campaign";
   std::string subtitle = "Short";
   int subtitleLines = 2;
+  std::vector<double> heights;  // 80 each when empty
   std::set<int> asked;
   std::vector<int> selected;
 
   int numberOfRows() override { return rows; }
-  double heightForRow(int) override { return 80; }
+  double heightForRow(int row) override {
+    return heights.empty() ? 80 : heights[static_cast<size_t>(row)];
+  }
   TableCell cellForRow(int row, double width) override {
     asked.insert(row);
     auto pixels = std::make_shared<std::vector<uint8_t>>(64 * 32 * 4, 200);
@@ -132,11 +135,12 @@ TEST_F(QtTableViewTest, AClickSelectsTheRowUnderItUntilItIsDeselected) {
   EXPECT_EQ(paint().pixel(300, 2 * 80 + 5), before.pixel(300, 2 * 80 + 5));
 }
 
-TEST_F(QtTableViewTest, ReloadDataPicksUpNewRowsAndForgetsPreparedOnes) {
+TEST_F(QtTableViewTest, ReloadDataPicksUpNewRowsOfTheirOwnHeights) {
   RecordingSource source(kit.fonts(), 2);
   show(source);
   source.rows = 4;
   source.titlePrefix = "Renamed";
+  source.heights = {80, 40.5, 120, 60};
   EXPECT_EQ(rows().size(), 2u);  // until it is told
   table->reloadData();
   paint();
@@ -144,6 +148,13 @@ TEST_F(QtTableViewTest, ReloadDataPicksUpNewRowsAndForgetsPreparedOnes) {
   ASSERT_EQ(shown.size(), 4u);
   EXPECT_EQ(shown[0]["title"]["text"], "Renamed 0");
   EXPECT_EQ(shown[3]["title"]["text"], "Renamed 3");
+  // Rows of their own heights: each starts where Qt painted it, and a click
+  // there reaches it.
+  EXPECT_FALSE(list()->uniformItemSizes());
+  EXPECT_EQ(shown[3]["frame"]["y"], 241);
+  EXPECT_EQ(list()->visualRect(list()->model()->index(3, 0)).top(), 241);
+  QTest::mouseClick(list()->viewport(), Qt::LeftButton, {}, QPoint(200, 242));
+  EXPECT_EQ(source.selected, std::vector<int>{3});
 
   table->setDataSource(nullptr);
   EXPECT_EQ(rows().size(), 0u);
