@@ -1,6 +1,5 @@
 #include <benchmark/benchmark.h>
 
-#include <QApplication>
 #include <QWidget>
 #include <cstdlib>
 #include <fstream>
@@ -11,6 +10,7 @@
 #include "data/model/block_table.h"
 #include "platform/fake/fake_sdk.h"
 #include "platform/linux/gdk_pixbuf_image_codec.h"
+#include "qt_bench_application.h"
 #include "ui/qt/qt_toolkit.h"
 #include "ui/qt/qt_view_core.h"
 #include "ui/vicinix_page_view_controller.h"
@@ -18,16 +18,7 @@
 namespace vicinix {
 namespace {
 
-void ensureApplication() {
-  static QApplication* application = [] {
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    static int argc = 1;
-    static char name[] = "vicinix_bench";
-    static char* argv[] = {name, nullptr};
-    return new QApplication(argc, argv);
-  }();
-  (void)application;
-}
+using bench::ensureApplication;
 
 // A 640 x 320 photo-sized JPEG, as campaign pictures are cached.
 std::vector<uint8_t> pictureJpeg() {

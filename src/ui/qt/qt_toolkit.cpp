@@ -12,6 +12,7 @@
 #include "ui/qt/qt_image_view.h"
 #include "ui/qt/qt_label.h"
 #include "ui/qt/qt_scroll_view.h"
+#include "ui/qt/qt_table_view.h"
 #include "ui/qt/qt_text_box.h"
 #include "ui/qt/qt_view.h"
 
@@ -58,6 +59,10 @@ std::shared_ptr<ScrollView> QtToolkit::makeScrollView() {
 
 std::shared_ptr<ActivityIndicator> QtToolkit::makeActivityIndicator() {
   return std::make_shared<QtActivityIndicator>();
+}
+
+std::shared_ptr<TableView> QtToolkit::makeTableView() {
+  return std::make_shared<QtTableView>(fonts_);
 }
 
 Size QtToolkit::boundingSize(const std::string& text, const Font& font, double width) const {

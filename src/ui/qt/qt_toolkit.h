@@ -28,7 +28,7 @@ class QtToolkit final : public Toolkit {
   std::shared_ptr<Button> makeButton() override;
   std::shared_ptr<ScrollView> makeScrollView() override;
   std::shared_ptr<ActivityIndicator> makeActivityIndicator() override;
-  std::shared_ptr<TableView> makeTableView() override { return nullptr; }
+  std::shared_ptr<TableView> makeTableView() override;
 
   std::shared_ptr<WebView> makeWebView() override { return nullptr; }
 

@@ -1,5 +1,6 @@
 #include "ui/qt/qt_view_widget.h"
 
+#include <QAbstractScrollArea>
 #include <QPainter>
 #include <QPainterPath>
 
@@ -8,6 +9,16 @@ namespace vicinix {
 QColor qColor(const Color& color) {
   return QColor::fromRgbF(static_cast<float>(color.red), static_cast<float>(color.green),
                           static_cast<float>(color.blue), static_cast<float>(color.alpha));
+}
+
+void setAreaBackground(QAbstractScrollArea& area, const QColor& color) {
+  QWidget* viewport = area.viewport();
+  QPalette palette = viewport->palette();
+  palette.setColor(QPalette::Window, color);
+  palette.setColor(QPalette::Base, color);
+  viewport->setPalette(palette);
+  viewport->setBackgroundRole(QPalette::Window);
+  viewport->setAutoFillBackground(color.alpha() > 0);
 }
 
 QtViewWidget::QtViewWidget(QWidget* parent) : QWidget(parent) {}

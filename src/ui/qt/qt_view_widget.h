@@ -5,6 +5,7 @@
 
 #include "ui/color.h"
 
+class QAbstractScrollArea;
 class QPainter;
 
 namespace vicinix {
@@ -34,5 +35,9 @@ class QtViewWidget : public QWidget {
 
 // A colour of ours as Qt's.
 QColor qColor(const Color& color);
+
+// Fills what a scrolling view shows behind its content; a clear colour
+// leaves it unpainted, like any view's.
+void setAreaBackground(QAbstractScrollArea& area, const QColor& color);
 
 }  // namespace vicinix
