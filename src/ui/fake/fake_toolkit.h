@@ -7,6 +7,7 @@
 
 #include "ui/fake/fake_font_book.h"
 #include "ui/fake/fake_views.h"
+#include "ui/fake/fake_web_view.h"
 #include "ui/toolkit.h"
 
 namespace vicinix {
@@ -38,7 +39,7 @@ class FakeToolkit final : public Toolkit {
   }
   std::shared_ptr<TableView> makeTableView() override { return nullptr; }
 
-  std::shared_ptr<WebView> makeWebView() override { return nullptr; }
+  std::shared_ptr<WebView> makeWebView() override { return std::make_shared<FakeWebView>(); }
 
   const FontBook& fonts() const override { return fonts_; }
   Size boundingSize(const std::string& text, const Font& font, double width) const override;

@@ -31,6 +31,8 @@ std::string_view toString(FakeViewKind kind) {
       return "scrollView";
     case FakeViewKind::activityIndicator:
       return "activityIndicator";
+    case FakeViewKind::webView:
+      return "webView";
   }
   return "?";
 }

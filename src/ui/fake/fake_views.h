@@ -11,7 +11,15 @@
 
 namespace vicinix {
 
-enum class FakeViewKind { view, label, imageView, button, scrollView, activityIndicator };
+enum class FakeViewKind {
+  view,
+  label,
+  imageView,
+  button,
+  scrollView,
+  activityIndicator,
+  webView,
+};
 std::string_view toString(FakeViewKind kind);
 
 // What every fake view records, readable by tests as plain fields. Setting a
