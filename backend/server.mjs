@@ -11,13 +11,16 @@ import { createBackend } from './src/app.mjs';
 const here = dirname(fileURLToPath(import.meta.url));
 
 const USAGE = `usage: node server.mjs [--port N] [--host ADDR] [--data FILE] [--events FILE] [--images DIR]
+                      [--pages DIR]
 
   --port    TCP port, 0 picks a free one (default 4000)
   --host    address to bind (default 127.0.0.1)
   --data    application/campaign data (default ${join(here, 'data', 'sample.json')})
   --events  JSON-lines file that analytics events are appended to
             (default ${join(here, 'var', 'events.jsonl')})
-  --images  directory served under /images/ (default ${join(here, 'data', 'images')})`;
+  --images  directory served under /images/ (default ${join(here, 'data', 'images')})
+  --pages   directory served under /pages/, the web campaigns' pages
+            (default ${join(here, 'data', 'pages')})`;
 
 function fail(message) {
   process.stderr.write(`${message}\n`);
@@ -33,6 +36,7 @@ try {
       data: { type: 'string', default: join(here, 'data', 'sample.json') },
       events: { type: 'string', default: join(here, 'var', 'events.jsonl') },
       images: { type: 'string', default: join(here, 'data', 'images') },
+      pages: { type: 'string', default: join(here, 'data', 'pages') },
       help: { type: 'boolean', short: 'h', default: false },
     },
   }));
@@ -50,7 +54,12 @@ if (!Number.isInteger(port) || port < 0 || port > 65535) fail(`invalid --port: $
 let backend;
 try {
   const data = loadData(resolve(options.data));
-  backend = createBackend({ data, eventsPath: resolve(options.events), imagesDir: resolve(options.images) });
+  backend = createBackend({
+    data,
+    eventsPath: resolve(options.events),
+    imagesDir: resolve(options.images),
+    pagesDir: resolve(options.pages),
+  });
 } catch (err) {
   fail(err.message);
 }

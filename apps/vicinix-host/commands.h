@@ -42,8 +42,9 @@ struct ScanOptions {
 };
 
 struct RenderOptions {
-  std::string screen;      // "page" or "info"
+  std::string screen;      // "page", "web" or "info"
   std::string campaignId;  // of the page
+  int pageWait = 30;       // seconds a web page may take to load and paint
   std::string kind;        // of the info view: error, update or empty
   std::filesystem::path dataDir;
   std::string size = "390x844";  // the screen, in points
@@ -51,7 +52,9 @@ struct RenderOptions {
   std::optional<std::filesystem::path> layout;  // the drawn view tree as JSON
 };
 
-// Each returns the process exit code.
+// Each returns the process exit code. render: 0 written, 1 an output could
+// not be written, 2 bad arguments or data, 3 the web page failed to load,
+// 4 it did not load within --wait.
 int runConfigure(const ConfigureOptions& options);
 int runRun(const RunOptions& options);
 int runSettings(const std::filesystem::path& dataDir);

@@ -96,6 +96,13 @@ int main(int argc, char** argv) {
       "page", "A PAGE campaign's page, in the modal container as the SDK presents it");
   renderPage->add_option("--campaign", render.campaignId, "The campaign's id")->required();
   addRenderOutputs(renderPage);
+  auto* renderWeb = renderCommand->add_subcommand(
+      "web", "A WEB_PAGE campaign's web page, loaded, in the modal container");
+  renderWeb->add_option("--campaign", render.campaignId, "The campaign's id")->required();
+  renderWeb->add_option("--wait", render.pageWait, "Seconds the page may take to load and paint")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 600));
+  addRenderOutputs(renderWeb);
   auto* renderInfo =
       renderCommand->add_subcommand("info", "An info view: the notice screens show instead");
   renderInfo->add_option("--kind", render.kind, "error | update | empty")
@@ -118,7 +125,7 @@ int main(int argc, char** argv) {
   if (*campaignsCommand) return runCampaigns(dataDir);
   if (*beaconsCommand) return runBeacons(dataDir);
   if (*renderCommand) {
-    render.screen = *renderPage ? "page" : "info";
+    render.screen = *renderPage ? "page" : *renderWeb ? "web" : "info";
     render.dataDir = dataDir;
     return runRender(render);
   }

@@ -2,6 +2,8 @@
 #include <QImage>
 #include <QPixmap>
 #include <QWidget>
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
@@ -17,6 +19,7 @@
 #include "ui/vicinix_info_view.h"
 #include "ui/vicinix_navigation_view_controller.h"
 #include "ui/vicinix_page_view_controller.h"
+#include "ui/vicinix_web_view_controller.h"
 
 namespace vicinix::host {
 namespace {
@@ -67,10 +70,14 @@ std::optional<Size> parseSize(const std::string& text) {
 }
 
 // Qt complains of a missing XDG_RUNTIME_DIR, which a render never uses, on
-// every run without a login session; everything else it says goes through.
+// every run without a login session, and the web engine reports that it runs
+// as set up (no sandbox as root, no GPU); everything else goes through.
 QtMessageHandler gQtHandler = nullptr;
 void quietQtMessages(QtMsgType type, const QMessageLogContext& context, const QString& message) {
-  if (message.startsWith("QStandardPaths: ")) return;
+  if (message.startsWith("QStandardPaths: ") || message == "Sandboxing disabled by user." ||
+      message.startsWith("No suitable graphics backend found")) {
+    return;
+  }
   if (gQtHandler != nullptr) {
     gQtHandler(type, context, message);
   } else {
@@ -81,6 +88,67 @@ void quietQtMessages(QtMsgType type, const QMessageLogContext& context, const QS
 int fail(const std::string& message) {
   std::cerr << "render: error: " << message << "\n";
   return 2;
+}
+
+bool isOneColour(const QImage& image) {
+  QRgb first = image.pixel(0, 0);
+  for (int y = 0; y < image.height(); ++y) {
+    const auto* line = reinterpret_cast<const QRgb*>(image.constScanLine(y));
+    for (int x = 0; x < image.width(); ++x) {
+      if (line[x] != first) return false;
+    }
+  }
+  return true;
+}
+
+// Waits for the web page to load and then to be painted: the engine paints
+// a moment after it reports the load, and a grab before that is blank.
+// Returns 0 once it shows, or the exit code of the failure.
+int waitForWebPage(HostContext& context, VicinixWebViewController& screen, QWidget* root,
+                   int waitSeconds) {
+  const std::chrono::seconds wait(waitSeconds);
+  const auto deadline = std::chrono::steady_clock::now() + wait;
+  WebView& view = *screen.webView;
+  if (view.url().empty()) {
+    std::cerr << "render: error: the campaign's address is not a URL, so nothing was loaded\n";
+    return 3;
+  }
+  std::optional<bool> loaded;
+  view.setLoadFinished([&](bool ok) { loaded = ok; });
+  if (!context.runUntil([&] { return loaded.has_value(); }, wait)) {
+    std::cerr << "render: error: " << view.url() << " did not load within " << waitSeconds
+              << " s\n";
+    return 4;
+  }
+  if (!*loaded) {
+    std::cerr << "render: error: " << view.url() << " failed to load\n";
+    return 3;
+  }
+  auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+      deadline - std::chrono::steady_clock::now());
+  // The engine first paints the page's background alone, and pictures and
+  // fonts arrive after the load: the page shows once its area holds more
+  // than one colour and has stopped changing.
+  QWidget* page = QtViewCore::of(view)->widget();
+  const QRect area(page->mapTo(root, QPoint(0, 0)), page->size());
+  QImage last;
+  auto lastGrab = std::chrono::steady_clock::now();
+  auto painted = [&] {
+    auto now = std::chrono::steady_clock::now();
+    if (!last.isNull() && now - lastGrab < 150ms) return false;
+    lastGrab = now;
+    QImage image = root->grab(area).toImage().convertToFormat(QImage::Format_RGB32);
+    bool settled = !image.isNull() && image == last;
+    last = image;
+    return settled && !isOneColour(image);
+  };
+  if (!context.runUntil(painted, std::max(left, std::chrono::milliseconds(1)))) {
+    std::cerr << "render: error: " << view.url() << " loaded but painted nothing within "
+              << waitSeconds << " s\n";
+    return 4;
+  }
+  std::cout << "render: loaded " << view.url() << " \"" << view.title() << "\"\n";
+  return 0;
 }
 
 }  // namespace
@@ -97,6 +165,7 @@ int runRender(const RenderOptions& options) {
 
   // Drawn offscreen, so no display is needed and no window flashes up.
   setenv("QT_QPA_PLATFORM", "offscreen", 1);
+  QtToolkit::prepareApplication();
   gQtHandler = qInstallMessageHandler(quietQtMessages);
   static int argc = 1;
   static char name[] = "vicinix-host";
@@ -109,6 +178,7 @@ int runRender(const RenderOptions& options) {
 
   // What the modal container shows: the screen under its bar with "Close".
   std::shared_ptr<ToolkitViewController> screen;
+  std::shared_ptr<VicinixWebViewController> webScreen;
   if (notice) {
     screen = std::make_shared<NoticeScreen>(*notice);
   } else {
@@ -116,13 +186,20 @@ int runRender(const RenderOptions& options) {
     if (!campaign) {
       return fail("there is no campaign " + options.campaignId + " in " + options.dataDir.string());
     }
-    if (campaign->type != "PAGE") {
-      return fail("campaign " + campaign->id + " is of type " + campaign->type +
-                  ", which has no page; only PAGE campaigns have one");
+    const bool web = options.screen == "web";
+    if (campaign->type != (web ? "WEB_PAGE" : "PAGE")) {
+      return fail("campaign " + campaign->id + " is of type " + campaign->type + ", which has no " +
+                  (web ? "web page; only WEB_PAGE" : "page; only PAGE") + " campaigns have one");
     }
-    auto page = std::make_shared<VicinixPageViewController>();
-    page->campaign = *campaign;
-    screen = page;
+    if (web) {
+      webScreen = std::make_shared<VicinixWebViewController>();
+      webScreen->campaign = *campaign;
+      screen = webScreen;
+    } else {
+      auto page = std::make_shared<VicinixPageViewController>();
+      page->campaign = *campaign;
+      screen = page;
+    }
   }
   auto container = std::make_shared<VicinixNavigationViewController>(screen);
   container->addDismissButton();
@@ -137,6 +214,9 @@ int runRender(const RenderOptions& options) {
               << " s are drawn as placeholders\n";
   }
   QApplication::processEvents();
+  if (webScreen) {
+    if (int failed = waitForWebPage(context, *webScreen, widget, options.pageWait)) return failed;
+  }
 
   if (options.png) {
     QImage image = widget->grab().toImage();

@@ -16,9 +16,10 @@ const REQUEST_LOG_LIMIT = 2000;
 const FAULT_MODES = new Set(['status500', 'notJson', 'hang', 'close', 'none']);
 
 const IMAGE_TYPES = { '.png': 'image/png', '.jpg': 'image/jpeg', '.jpeg': 'image/jpeg', '.gif': 'image/gif' };
-// A plain file name and nothing else: the pictures directory must not become
-// a way to read the data or events files.
-const IMAGE_NAME = /^[A-Za-z0-9_-][A-Za-z0-9._-]*$/;
+const PAGE_TYPES = { '.html': 'text/html; charset=utf-8', '.css': 'text/css; charset=utf-8' };
+// A plain file name and nothing else: the pictures and pages directories
+// must not become a way to read the data or events files.
+const FILE_NAME = /^[A-Za-z0-9_-][A-Za-z0-9._-]*$/;
 
 const isPlainObject = (v) => v !== null && typeof v === 'object' && !Array.isArray(v);
 
@@ -110,7 +111,7 @@ function analyse(text, entry) {
   return { document, variables, operationName };
 }
 
-export function createBackend({ data, eventsPath, imagesDir, log = (line) => process.stderr.write(line + '\n') }) {
+export function createBackend({ data, eventsPath, imagesDir, pagesDir, log = (line) => process.stderr.write(line + '\n') }) {
   const initialState = structuredClone(data);
   let state = structuredClone(data);
   const events = new EventSink(eventsPath);
@@ -232,25 +233,27 @@ export function createBackend({ data, eventsPath, imagesDir, log = (line) => pro
     return `http://${host}:${port}`;
   }
 
-  async function handleImage(req, res, path) {
+  // One file of `dir` under `prefix`: the campaigns' pictures, and the web
+  // pages of the WEB_PAGE campaigns, so the demo needs no outside site.
+  async function handleFile(req, res, path, { prefix, dir, types, what }) {
     if (req.method !== 'GET' && req.method !== 'HEAD') {
       throw Object.assign(new HttpError(405, `${req.method} not allowed on ${path}`), { allow: 'GET, HEAD' });
     }
     let name;
     try {
-      name = decodeURIComponent(path.slice('/images/'.length));
+      name = decodeURIComponent(path.slice(prefix.length));
     } catch {
       name = '';
     }
-    const type = IMAGE_TYPES[extname(name).toLowerCase()];
-    if (!imagesDir || !IMAGE_NAME.test(name) || name.includes('..') || !type) {
-      throw new HttpError(404, `No such image: ${path}`);
+    const type = types[extname(name).toLowerCase()];
+    if (!dir || !FILE_NAME.test(name) || name.includes('..') || !type) {
+      throw new HttpError(404, `No such ${what}: ${path}`);
     }
     let bytes;
     try {
-      bytes = await readFile(join(imagesDir, name));
+      bytes = await readFile(join(dir, name));
     } catch {
-      throw new HttpError(404, `No such image: ${path}`);
+      throw new HttpError(404, `No such ${what}: ${path}`);
     }
     send(res, 200, bytes, type);
     logLine(req, path, null, 200);
@@ -338,7 +341,12 @@ export function createBackend({ data, eventsPath, imagesDir, log = (line) => pro
         return await handleGraphql(req, res, path);
       }
       if (path.startsWith('/_admin/')) return await handleAdmin(req, res, path);
-      if (path.startsWith('/images/')) return await handleImage(req, res, path);
+      if (path.startsWith('/images/')) {
+        return await handleFile(req, res, path, { prefix: '/images/', dir: imagesDir, types: IMAGE_TYPES, what: 'image' });
+      }
+      if (path.startsWith('/pages/')) {
+        return await handleFile(req, res, path, { prefix: '/pages/', dir: pagesDir, types: PAGE_TYPES, what: 'page' });
+      }
       throw new HttpError(404, `No such endpoint: ${path}`);
     } catch (err) {
       if (err instanceof ClientGone) return;

@@ -191,6 +191,19 @@ describe('backend server', () => {
     }
     assert.deepEqual([...types].sort(), ['image/jpeg', 'image/png'], 'the sample shows both kinds of picture');
 
+    // The web campaigns' pages come from here too, so the demo works offline.
+    const pages = fetched.filter((c) => c.detailUrl);
+    assert.ok(pages.length > 0, 'the sample has a web campaign');
+    for (const { detailUrl } of pages) {
+      assert.ok(detailUrl.startsWith(`${srv.base}/pages/`), detailUrl);
+      const res = await fetch(`${detailUrl}&deviceId=d&platform=IOS&sdkVersion=1&applicationKey=k`);
+      assert.equal(res.status, 200, detailUrl);
+      assert.match(res.headers.get('content-type'), /^text\/html/);
+      for (const [, src] of (await res.text()).matchAll(/src="([^"]+)"/g)) {
+        assert.equal((await fetch(new URL(src, detailUrl))).status, 200, src);
+      }
+    }
+
     // Every occurrence, in any field the data author chose.
     const extra = { id: 'x', type: 'WEB_PAGE', detailUrl: '{{origin}}/a?back={{origin}}/b' };
     await request('/_admin/state', { body: { campaigns: [...campaigns, extra] } });
@@ -214,6 +227,9 @@ describe('backend server', () => {
       '%E0%A4%A',
     ];
     for (const path of paths) assert.equal((await fetch(`${srv.base}/images/${path}`)).status, 404, path);
+    // The pages are served by the same rule.
+    for (const path of paths.slice(0, 2)) assert.equal((await fetch(`${srv.base}/pages/${path}`)).status, 404, path);
+    assert.equal((await fetch(`${srv.base}/pages/spring-notification.png`)).status, 404, 'pictures are not pages');
     assert.equal((await fetch(srv.base + '/images/spring-notification.png', { method: 'POST' })).status, 405);
   });
 });

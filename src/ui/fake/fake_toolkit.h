@@ -8,6 +8,7 @@
 #include "ui/fake/fake_font_book.h"
 #include "ui/fake/fake_table_view.h"
 #include "ui/fake/fake_views.h"
+#include "ui/fake/fake_web_view.h"
 #include "ui/toolkit.h"
 
 namespace vicinix {
@@ -39,7 +40,7 @@ class FakeToolkit final : public Toolkit {
   }
   std::shared_ptr<TableView> makeTableView() override { return std::make_shared<FakeTableView>(); }
 
-  std::shared_ptr<WebView> makeWebView() override { return nullptr; }
+  std::shared_ptr<WebView> makeWebView() override { return std::make_shared<FakeWebView>(); }
 
   const FontBook& fonts() const override { return fonts_; }
   Size boundingSize(const std::string& text, const Font& font, double width) const override;

@@ -33,6 +33,8 @@ std::string_view toString(FakeViewKind kind) {
       return "activityIndicator";
     case FakeViewKind::tableView:
       return "tableView";
+    case FakeViewKind::webView:
+      return "webView";
   }
   return "?";
 }

@@ -18,7 +18,8 @@ enum class FakeViewKind {
   button,
   scrollView,
   activityIndicator,
-  tableView
+  tableView,
+  webView,
 };
 std::string_view toString(FakeViewKind kind);
 

@@ -1,11 +1,16 @@
 #include "ui/qt/qt_toolkit.h"
 
+#include <unistd.h>
+
 #include <QGuiApplication>
 #include <QImage>
+#include <QLoggingCategory>
 #include <QScreen>
 #include <QWidget>
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <string>
 
 #include "ui/qt/qt_activity_indicator.h"
 #include "ui/qt/qt_button.h"
@@ -15,6 +20,7 @@
 #include "ui/qt/qt_table_view.h"
 #include "ui/qt/qt_text_box.h"
 #include "ui/qt/qt_view.h"
+#include "ui/qt/qt_web_view.h"
 
 namespace vicinix {
 namespace {
@@ -31,6 +37,29 @@ Size defaultScreenSize() {
 }
 
 }  // namespace
+
+void QtToolkit::prepareApplication() {
+  // Chromium refuses to start as root with its sandbox on; CI and kiosks
+  // often run as root. QTWEBENGINE_CHROMIUM_FLAGS=--no-sandbox would also do,
+  // but a host may already be setting its own flags there.
+  if (geteuid() == 0) setenv("QTWEBENGINE_DISABLE_SANDBOX", "1", 0);
+  // Without a render node Chromium probes for a GPU, fails, says so at length
+  // and falls back to software anyway.
+  if (access("/dev/dri", F_OK) != 0) {
+    const char* set = getenv("QTWEBENGINE_CHROMIUM_FLAGS");
+    std::string flags = set != nullptr ? set : "";
+    if (flags.find("--disable-gpu") == std::string::npos) {
+      flags += flags.empty() ? "--disable-gpu" : " --disable-gpu";
+      setenv("QTWEBENGINE_CHROMIUM_FLAGS", flags.c_str(), 1);
+    }
+  }
+  // The engine's context and the widgets share GL resources; asked for
+  // before the application exists, or the engine warns and works around it.
+  QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+  // The engine logs its whole configuration at start-up. Rules set here
+  // stay below QT_LOGGING_RULES, so a user can still turn it back on.
+  QLoggingCategory::setFilterRules("qt.webenginecontext*=false");
+}
 
 QtToolkit::QtToolkit(std::optional<Size> screenSize)
     : screenSize_(screenSize.value_or(defaultScreenSize())) {}
@@ -63,6 +92,10 @@ std::shared_ptr<ActivityIndicator> QtToolkit::makeActivityIndicator() {
 
 std::shared_ptr<TableView> QtToolkit::makeTableView() {
   return std::make_shared<QtTableView>(fonts_);
+}
+
+std::shared_ptr<WebView> QtToolkit::makeWebView() {
+  return std::make_shared<QtWebView>();
 }
 
 Size QtToolkit::boundingSize(const std::string& text, const Font& font, double width) const {

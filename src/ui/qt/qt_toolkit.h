@@ -22,6 +22,11 @@ class QtToolkit final : public Toolkit {
   explicit QtToolkit(std::optional<Size> screenSize = std::nullopt);
   ~QtToolkit() override;
 
+  // Call before the QApplication is made. Sets the browser engine up to run
+  // as root (without its sandbox), without a GPU when there is none, and
+  // without its start-up chatter in the log.
+  static void prepareApplication();
+
   std::shared_ptr<View> makeView() override;
   std::shared_ptr<Label> makeLabel() override;
   std::shared_ptr<ImageView> makeImageView() override;
@@ -30,7 +35,7 @@ class QtToolkit final : public Toolkit {
   std::shared_ptr<ActivityIndicator> makeActivityIndicator() override;
   std::shared_ptr<TableView> makeTableView() override;
 
-  std::shared_ptr<WebView> makeWebView() override { return nullptr; }
+  std::shared_ptr<WebView> makeWebView() override;
 
   const FontBook& fonts() const override { return fonts_; }
   const QtFontBook& qtFonts() const { return fonts_; }
