@@ -28,6 +28,7 @@ struct RunOptions {
   double replaySpeed = 1;
   std::optional<double> duration;  // seconds; until SIGINT or SIGTERM when absent
   bool debug = false;
+  bool gui = false;  // the campaign list in a desktop window, until it is closed
 };
 
 struct ReplayOptions {
@@ -37,7 +38,7 @@ struct ReplayOptions {
 };
 
 struct RenderOptions {
-  std::string screen;      // "page" or "info"
+  std::string screen;      // "page", "list" or "info"
   std::string campaignId;  // of the page
   std::string kind;        // of the info view: error, update or empty
   std::filesystem::path dataDir;

@@ -11,10 +11,12 @@
 #include "data/model/campaign_factory.h"
 #include "host_context.h"
 #include "platform/linux/linux_platform.h"
+#include "qt_messages.h"
 #include "ui/qt/qt_toolkit.h"
 #include "ui/qt/qt_view_core.h"
 #include "ui/vicinix_appearance.h"
 #include "ui/vicinix_info_view.h"
+#include "ui/vicinix_list_view_controller.h"
 #include "ui/vicinix_navigation_view_controller.h"
 #include "ui/vicinix_page_view_controller.h"
 
@@ -23,7 +25,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// How long the pictures of a page may take to arrive before it is drawn without them.
+// How long the pictures of a page or the list may take to arrive before it is drawn without them.
 constexpr auto kPictureWait = 20s;
 
 struct Notice {
@@ -66,18 +68,6 @@ std::optional<Size> parseSize(const std::string& text) {
   return size;
 }
 
-// Qt complains of a missing XDG_RUNTIME_DIR, which a render never uses, on
-// every run without a login session; everything else it says goes through.
-QtMessageHandler gQtHandler = nullptr;
-void quietQtMessages(QtMsgType type, const QMessageLogContext& context, const QString& message) {
-  if (message.startsWith("QStandardPaths: ")) return;
-  if (gQtHandler != nullptr) {
-    gQtHandler(type, context, message);
-  } else {
-    std::cerr << message.toStdString() << "\n";
-  }
-}
-
 int fail(const std::string& message) {
   std::cerr << "render: error: " << message << "\n";
   return 2;
@@ -97,7 +87,7 @@ int runRender(const RenderOptions& options) {
 
   // Drawn offscreen, so no display is needed and no window flashes up.
   setenv("QT_QPA_PLATFORM", "offscreen", 1);
-  gQtHandler = qInstallMessageHandler(quietQtMessages);
+  quietenQtMessages();
   static int argc = 1;
   static char name[] = "vicinix-host";
   static char* argv[] = {name, nullptr};
@@ -111,6 +101,8 @@ int runRender(const RenderOptions& options) {
   std::shared_ptr<ToolkitViewController> screen;
   if (notice) {
     screen = std::make_shared<NoticeScreen>(*notice);
+  } else if (options.screen == "list") {
+    screen = std::make_shared<VicinixListViewController>();
   } else {
     auto campaign = CampaignFactory::shared().find(options.campaignId);
     if (!campaign) {
@@ -124,11 +116,14 @@ int runRender(const RenderOptions& options) {
     page->campaign = *campaign;
     screen = page;
   }
+  // The list as a host shows it, the others as the SDK presents them.
   auto container = std::make_shared<VicinixNavigationViewController>(screen);
-  container->addDismissButton();
-  // Loading draws the screen; appearing would only clear the application's badge.
+  if (options.screen != "list") container->addDismissButton();
   const std::shared_ptr<View>& root = container->view();
   QWidget* widget = QtViewCore::of(*root)->widget();
+  // Appearing reads the list's rows; for the other screens, loading has
+  // drawn everything, and appearing would only clear the badge.
+  if (options.screen == "list") container->viewWillAppear(false);
   widget->show();
 
   // Pictures that are not cached yet are fetched as the page draws.
