@@ -252,9 +252,10 @@ int runRun(const RunOptions& options) {
 
   std::cout << "run: starting with key " << options.applicationKey << " against "
             << options.endpoint << std::endl;
-  Vicinix::start(options.applicationKey);
-  Vicinix::applicationDidBecomeActive();
-  // Destroyed before the context, whose toolkit its views draw with.
+  // Up before the SDK starts: making the window holds the main loop up for
+  // a moment, and sightings queued meanwhile would overtake the
+  // configuration reply that says which beacons count. Destroyed before the
+  // context, whose toolkit its views draw with.
   std::unique_ptr<HostWindow> window;
   if (desktop && application) {
     window = std::make_unique<HostWindow>(*application, *toolkit, [&stop] {
@@ -264,6 +265,8 @@ int runRun(const RunOptions& options) {
     window->show();
     std::cout << "window: showing the campaign list" << std::endl;
   }
+  Vicinix::start(options.applicationKey);
+  Vicinix::applicationDidBecomeActive();
 
   if (options.duration) {
     auto duration = std::chrono::duration_cast<std::chrono::milliseconds>(

@@ -40,9 +40,15 @@ class HostWindowTest : public ::testing::Test {
   }
   void TearDown() override { std::filesystem::remove_all(dataDir); }
 
-  // A screenshot of the window, which must show more than one flat colour.
+  // A screenshot of the window, which must show more than one flat colour
+  // once it has painted: a window is mapped a moment before it is drawn.
   test::XvfbDisplay::Picture shoot(const Window& window, const std::string& name) {
-    auto picture = screen.screenshot(window, kScreenshots / (name + ".png"));
+    test::XvfbDisplay::Picture picture;
+    for (int attempt = 0; attempt < 50; ++attempt) {
+      picture = screen.screenshot(window, kScreenshots / (name + ".png"));
+      if (picture.distinctColours() > 16) break;
+      std::this_thread::sleep_for(100ms);
+    }
     EXPECT_GT(picture.distinctColours(), 16u) << name << " looks blank";
     return picture;
   }
