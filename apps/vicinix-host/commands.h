@@ -28,6 +28,7 @@ struct RunOptions {
   double replaySpeed = 1;
   std::optional<double> duration;  // seconds; until SIGINT or SIGTERM when absent
   bool debug = false;
+  bool gui = false;  // the campaign list in a desktop window, until it is closed
 };
 
 struct ReplayOptions {
@@ -42,7 +43,7 @@ struct ScanOptions {
 };
 
 struct RenderOptions {
-  std::string screen;      // "page", "web" or "info"
+  std::string screen;      // "page", "web", "list" or "info"
   std::string campaignId;  // of the page
   int pageWait = 30;       // seconds a web page may take to load and paint
   std::string kind;        // of the info view: error, update or empty

@@ -2,13 +2,24 @@
 // a backend, shows what the SDK stored, replays Bluetooth captures and draws
 // the SDK's screens offscreen.
 
+#include <libintl.h>
+
 #include <CLI/CLI.hpp>
+#include <clocale>
 
 #include "commands.h"
 #include "host_context.h"
 
 int main(int argc, char** argv) {
   using namespace vicinix::host;
+  // The SDK's screens ask the host for their titles ("Kampaně") through
+  // gettext. Only the messages follow the user's locale: numbers stay in the
+  // C locale the JSON and GraphQL texts are written in.
+  std::setlocale(LC_MESSAGES, "");
+  std::setlocale(LC_CTYPE, "");
+  bindtextdomain("vicinix-host", VICINIX_HOST_LOCALEDIR);
+  bind_textdomain_codeset("vicinix-host", "UTF-8");
+  textdomain("vicinix-host");
   CLI::App app{"vicinix-host: the reference host of the Vicinix proximity-marketing SDK"};
   app.require_subcommand(1);
   std::filesystem::path dataDir = defaultDataDirectory();
@@ -39,6 +50,8 @@ int main(int argc, char** argv) {
       ->check(CLI::PositiveNumber);
   runCommand->add_option("--duration", run.duration, "Seconds to run, then shut down cleanly");
   runCommand->add_flag("--debug", run.debug, "Turn the SDK's debugging switch on");
+  runCommand->add_flag("--gui", run.gui,
+                       "Show the campaign list in a desktop window; closing it stops the host");
   addDataDir(runCommand);
 
   auto* settingsCommand = app.add_subcommand("settings", "Print every stored setting as JSON");
@@ -103,6 +116,9 @@ int main(int argc, char** argv) {
       ->capture_default_str()
       ->check(CLI::Range(1, 600));
   addRenderOutputs(renderWeb);
+  auto* renderList = renderCommand->add_subcommand(
+      "list", "The campaign list with the stored campaigns, in its navigation container");
+  addRenderOutputs(renderList);
   auto* renderInfo =
       renderCommand->add_subcommand("info", "An info view: the notice screens show instead");
   renderInfo->add_option("--kind", render.kind, "error | update | empty")
@@ -125,7 +141,7 @@ int main(int argc, char** argv) {
   if (*campaignsCommand) return runCampaigns(dataDir);
   if (*beaconsCommand) return runBeacons(dataDir);
   if (*renderCommand) {
-    render.screen = *renderPage ? "page" : *renderWeb ? "web" : "info";
+    render.screen = *renderPage ? "page" : *renderWeb ? "web" : *renderList ? "list" : "info";
     render.dataDir = dataDir;
     return runRender(render);
   }

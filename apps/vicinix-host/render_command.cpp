@@ -13,10 +13,12 @@
 #include "data/model/campaign_factory.h"
 #include "host_context.h"
 #include "platform/linux/linux_platform.h"
+#include "qt_messages.h"
 #include "ui/qt/qt_toolkit.h"
 #include "ui/qt/qt_view_core.h"
 #include "ui/vicinix_appearance.h"
 #include "ui/vicinix_info_view.h"
+#include "ui/vicinix_list_view_controller.h"
 #include "ui/vicinix_navigation_view_controller.h"
 #include "ui/vicinix_page_view_controller.h"
 #include "ui/vicinix_web_view_controller.h"
@@ -26,7 +28,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// How long the pictures of a page may take to arrive before it is drawn without them.
+// How long the pictures of a page or the list may take to arrive before it is drawn without them.
 constexpr auto kPictureWait = 20s;
 
 struct Notice {
@@ -69,19 +71,21 @@ std::optional<Size> parseSize(const std::string& text) {
   return size;
 }
 
-// Qt complains of a missing XDG_RUNTIME_DIR, which a render never uses, on
-// every run without a login session, and the web engine reports that it runs
-// as set up (no sandbox as root, no GPU); everything else goes through.
-QtMessageHandler gQtHandler = nullptr;
-void quietQtMessages(QtMsgType type, const QMessageLogContext& context, const QString& message) {
-  if (message.startsWith("QStandardPaths: ") || message == "Sandboxing disabled by user." ||
-      message.startsWith("No suitable graphics backend found")) {
-    return;
+// Adds to each drawn row of a table the distance from its subtitle's bottom
+// to the row's (27 under one line, 12 under two), which the row's frames
+// only imply, for layout snapshots to read at a glance.
+void noteSubtitleBottomConstants(nlohmann::ordered_json& view) {
+  if (view.contains("rows")) {
+    for (auto& row : view["rows"]) {
+      if (!row.contains("subtitle") || !row["subtitle"].contains("frame")) continue;
+      const auto& subtitle = row["subtitle"]["frame"];
+      row["subtitleBottomConstant"] = row["frame"]["height"].get<double>() -
+                                      subtitle["y"].get<double>() -
+                                      subtitle["height"].get<double>();
+    }
   }
-  if (gQtHandler != nullptr) {
-    gQtHandler(type, context, message);
-  } else {
-    std::cerr << message.toStdString() << "\n";
+  if (view.contains("subviews")) {
+    for (auto& subview : view["subviews"]) noteSubtitleBottomConstants(subview);
   }
 }
 
@@ -166,7 +170,7 @@ int runRender(const RenderOptions& options) {
   // Drawn offscreen, so no display is needed and no window flashes up.
   setenv("QT_QPA_PLATFORM", "offscreen", 1);
   QtToolkit::prepareApplication();
-  gQtHandler = qInstallMessageHandler(quietQtMessages);
+  quietenQtMessages();
   static int argc = 1;
   static char name[] = "vicinix-host";
   static char* argv[] = {name, nullptr};
@@ -181,6 +185,8 @@ int runRender(const RenderOptions& options) {
   std::shared_ptr<VicinixWebViewController> webScreen;
   if (notice) {
     screen = std::make_shared<NoticeScreen>(*notice);
+  } else if (options.screen == "list") {
+    screen = std::make_shared<VicinixListViewController>();
   } else {
     auto campaign = CampaignFactory::shared().find(options.campaignId);
     if (!campaign) {
@@ -201,11 +207,14 @@ int runRender(const RenderOptions& options) {
       screen = page;
     }
   }
+  // The list as a host shows it, the others as the SDK presents them.
   auto container = std::make_shared<VicinixNavigationViewController>(screen);
-  container->addDismissButton();
-  // Loading draws the screen; appearing would only clear the application's badge.
+  if (options.screen != "list") container->addDismissButton();
   const std::shared_ptr<View>& root = container->view();
   QWidget* widget = QtViewCore::of(*root)->widget();
+  // Appearing reads the list's rows; for the other screens, loading has
+  // drawn everything, and appearing would only clear the badge.
+  if (options.screen == "list") container->viewWillAppear(false);
   widget->show();
 
   // Pictures that are not cached yet are fetched as the page draws.
@@ -229,7 +238,9 @@ int runRender(const RenderOptions& options) {
   }
   if (options.layout) {
     std::ofstream file(*options.layout);
-    file << QtViewCore::of(*root)->describe().dump(2) << "\n";
+    nlohmann::ordered_json layout = QtViewCore::of(*root)->describe();
+    noteSubtitleBottomConstants(layout);
+    file << layout.dump(2) << "\n";
     if (!file.flush()) {
       std::cerr << "render: error: cannot write " << options.layout->string() << "\n";
       return 1;

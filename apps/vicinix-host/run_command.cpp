@@ -1,4 +1,5 @@
-// `vicinix-host run`: the SDK as a real host runs it, headless.
+// `vicinix-host run`: the SDK as a real host runs it, headless or, with
+// --gui, with the campaign list in a desktop window.
 
 #include <fcntl.h>
 #include <glib-unix.h>
@@ -6,6 +7,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <QApplication>
 #include <algorithm>
 #include <any>
 #include <cerrno>
@@ -20,9 +22,12 @@
 #include "core/vicinix.h"
 #include "data/model/event_factory.h"
 #include "host_context.h"
+#include "host_window.h"
 #include "platform/linux/capture/capture_file_reader.h"
 #include "platform/linux/capture/capture_replay_central.h"
+#include "platform/linux/linux_application.h"
 #include "platform/linux/linux_platform.h"
+#include "ui/qt/qt_toolkit.h"
 
 namespace vicinix::host {
 namespace {
@@ -166,12 +171,26 @@ int runRun(const RunOptions& options) {
       return 2;
     }
   }
+  // Before anything is written: without a display there is nothing to run.
+  std::unique_ptr<QApplication> desktop;
+  if (options.gui) {
+    std::string problem;
+    desktop = openDesktop(problem);
+    if (!desktop) {
+      std::cerr << "run: error: " << problem << "\n";
+      return 2;
+    }
+  }
+
   if (std::string problem; !lockDataDirectory(options.dataDir, problem)) {
     std::cerr << "run: error: " << problem << "\n";
     return 2;
   }
 
   Platform platform = makeLinuxPlatform(platformOptions);
+  std::shared_ptr<QtToolkit> toolkit;
+  if (desktop) platform.toolkit = toolkit = std::make_shared<QtToolkit>();
+  auto application = std::dynamic_pointer_cast<LinuxApplication>(platform.application);
   auto progress = std::make_shared<CaptureReplayCentral::Progress>();
   if (!capture.empty()) {
     platform.bluetooth = CaptureReplayCentral::factory({.path = capture,
@@ -211,22 +230,21 @@ int runRun(const RunOptions& options) {
   });
 
   bool stopping = false;
-  SignalWatch signals;
-  for (int signal : {SIGINT, SIGTERM}) {
-    signals.on(signal, [&stopping] {
-      stopping = true;
-      quitMainLoop();
-    });
-  }
-  signals.on(SIGUSR1, [] {
+  auto stop = [&stopping] {
+    stopping = true;
+    quitMainLoop();
+  };
+  SignalWatch unixSignals;
+  for (int signal : {SIGINT, SIGTERM}) unixSignals.on(signal, stop);
+  unixSignals.on(SIGUSR1, [] {
     std::cout << "lifecycle: background" << std::endl;
     Vicinix::applicationDidEnterBackground();
   });
-  signals.on(SIGUSR2, [] {
+  unixSignals.on(SIGUSR2, [] {
     std::cout << "lifecycle: active" << std::endl;
     Vicinix::applicationDidBecomeActive();
   });
-  signals.on(SIGHUP, [] {
+  unixSignals.on(SIGHUP, [] {
     std::cout << "lifecycle: background fetch" << std::endl;
     Vicinix::performBackgroundFetch(
         [] { std::cout << "lifecycle: background fetch completed" << std::endl; });
@@ -234,6 +252,19 @@ int runRun(const RunOptions& options) {
 
   std::cout << "run: starting with key " << options.applicationKey << " against "
             << options.endpoint << std::endl;
+  // Up before the SDK starts: making the window holds the main loop up for
+  // a moment, and sightings queued meanwhile would overtake the
+  // configuration reply that says which beacons count. Destroyed before the
+  // context, whose toolkit its views draw with.
+  std::unique_ptr<HostWindow> window;
+  if (desktop && application) {
+    window = std::make_unique<HostWindow>(*application, *toolkit, [&stop] {
+      std::cout << "window: closed" << std::endl;
+      stop();
+    });
+    window->show();
+    std::cout << "window: showing the campaign list" << std::endl;
+  }
   Vicinix::start(options.applicationKey);
   Vicinix::applicationDidBecomeActive();
 
@@ -247,6 +278,8 @@ int runRun(const RunOptions& options) {
     runMainLoop();
   }
 
+  // A signal or the end of --duration closes the window as the user would.
+  if (window) window->close();
   std::cout << "lifecycle: shutting down" << std::endl;
   Vicinix::applicationDidEnterBackground();
   // The store empties once the backend has taken the events; a refusal keeps

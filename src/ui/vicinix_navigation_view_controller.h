@@ -28,7 +28,10 @@ class VicinixNavigationViewController : public ToolkitViewController {
     return viewControllers_;
   }
   ToolkitViewController* topViewController() const;
-  void pushViewController(std::shared_ptr<ToolkitViewController> viewController, bool animated);
+  // Virtual so that a host may show a pushed screen elsewhere (a desktop
+  // window opens it in a sheet of its own).
+  virtual void pushViewController(std::shared_ptr<ToolkitViewController> viewController,
+                                  bool animated);
   // Takes the top screen off the stack; the root screen stays.
   std::shared_ptr<ToolkitViewController> popViewController(bool animated);
 
