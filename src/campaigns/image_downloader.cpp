@@ -66,6 +66,8 @@ void ImageDownloader::downloadImageFrom(const Url& url, Completion completion) {
   HttpRequest request;
   request.method = "GET";
   request.url = url.text();
+  // Pictures sit behind CDNs that redirect to the nearest copy.
+  request.maxRedirects = 5;
   sdk_.http().send(
       std::move(request), [this, url, completion = std::move(completion)](HttpResponse response) {
         if (!response.error.empty() || !response.body) {

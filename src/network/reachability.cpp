@@ -56,8 +56,10 @@ Reachability::Connection Reachability::connectionFor(std::optional<ReachabilityF
   return connection;
 }
 
+// The first reading is a change like any other: a host that only ever reads
+// `connection` still hears the state it found.
 void Reachability::readFlags() {
-  if (auto flags = target_->flags()) flags_ = flags;
+  if (auto flags = target_->flags()) setFlags(*flags);
 }
 
 Reachability::Connection Reachability::connection() {

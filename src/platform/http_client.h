@@ -15,6 +15,9 @@ struct HttpRequest {
   std::vector<std::pair<std::string, std::string>> headers;
   std::string body;
   std::chrono::milliseconds timeout{60000};
+  // Redirects to follow, to http and https URLs only. `headers` go to `url`
+  // alone: a redirect target is another party and gets none of them.
+  int maxRedirects = 0;
 };
 
 struct HttpResponse {

@@ -4,9 +4,13 @@
 
 #include <deque>
 #include <map>
+#include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
+
+#include "core/sdk_version.h"
 
 namespace vicinix {
 namespace {
@@ -14,6 +18,7 @@ namespace {
 // Far above any reply the backend sends; a runaway server must not exhaust memory.
 constexpr size_t kMaxBodyBytes = size_t{64} << 20;
 constexpr long kDefaultTimeoutMs = 60000;
+const std::string kUserAgent = "vicinix/" + std::to_string(kSdkVersion);
 
 struct Transfer {
   HttpRequest request;
@@ -23,6 +28,8 @@ struct Transfer {
   std::string body;
   bool bodyTooLarge = false;
   char errorBuffer[CURL_ERROR_SIZE] = {};
+  // Every URL this request has been sent to, the first included.
+  std::set<std::string> visited;
 
   ~Transfer() {
     curl_slist_free_all(headers);
@@ -72,7 +79,9 @@ std::string prepare(Transfer& transfer) {
   curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, timeoutMs);
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
+  // Redirects are followed by hand (see followRedirect), header by header.
   curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
+  curl_easy_setopt(easy, CURLOPT_USERAGENT, kUserAgent.c_str());
   curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "");
   curl_easy_setopt(easy, CURLOPT_HTTPHEADER, transfer.headers);
   curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, transfer.errorBuffer);
@@ -101,6 +110,22 @@ std::string describe(const Transfer& transfer, CURLcode code) {
   std::string text = curl_easy_strerror(code);
   if (transfer.errorBuffer[0] != '\0') text.append(": ").append(transfer.errorBuffer);
   return text;
+}
+
+bool isRedirect(long status) {
+  return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+}
+
+// "http" or "https" when `url` is absolute and of one of those schemes.
+bool isWebUrl(const char* url) {
+  CURLU* parsed = curl_url();
+  char* scheme = nullptr;
+  bool web = curl_url_set(parsed, CURLUPART_URL, url, 0) == CURLUE_OK &&
+             curl_url_get(parsed, CURLUPART_SCHEME, &scheme, 0) == CURLUE_OK &&
+             (std::string_view(scheme) == "http" || std::string_view(scheme) == "https");
+  curl_free(scheme);
+  curl_url_cleanup(parsed);
+  return web;
 }
 
 void initCurlOnce() {
@@ -169,7 +194,7 @@ class CurlHttpClient final : public HttpClient {
         CURLcode code = message->data.result;  // `message` dies with remove_handle
         auto node = active.extract(easy);
         curl_multi_remove_handle(multi_, easy);
-        if (!node.empty()) finish(std::move(node.mapped()), code);
+        if (!node.empty()) finish(std::move(node.mapped()), code, active);
       }
       // Returns early for socket activity, curl's own timers or curl_multi_wakeup().
       curl_multi_poll(multi_, nullptr, 0, 1000, nullptr);
@@ -190,7 +215,8 @@ class CurlHttpClient final : public HttpClient {
     active.emplace(easy, std::move(transfer));
   }
 
-  void finish(std::unique_ptr<Transfer> transfer, CURLcode code) {
+  void finish(std::unique_ptr<Transfer> transfer, CURLcode code,
+              std::map<CURL*, std::unique_ptr<Transfer>>& active) {
     if (code != CURLE_OK) {
       std::string error = describe(*transfer, code);
       fail(std::move(transfer), std::move(error));
@@ -198,10 +224,59 @@ class CurlHttpClient final : public HttpClient {
     }
     long status = 0;
     curl_easy_getinfo(transfer->easy, CURLINFO_RESPONSE_CODE, &status);
+    // A redirect after the last one allowed is an error, not an answer.
+    bool following = transfer->request.maxRedirects > 0 || !transfer->visited.empty();
+    if (isRedirect(status) && following) {
+      followRedirect(std::move(transfer), status, active);
+      return;
+    }
     HttpResponse response;
     response.status = static_cast<int>(status);
     response.body = std::move(transfer->body);
     complete(*transfer, std::move(response));
+  }
+
+  // Sends the request on to where the reply points, as a new transfer
+  // without the caller's headers. A reply without a Location is the answer.
+  void followRedirect(std::unique_ptr<Transfer> transfer, long status,
+                      std::map<CURL*, std::unique_ptr<Transfer>>& active) {
+    char* location = nullptr;  // absolute, resolved by curl against the URL
+    curl_easy_getinfo(transfer->easy, CURLINFO_REDIRECT_URL, &location);
+    if (location == nullptr) {
+      HttpResponse response;
+      response.status = static_cast<int>(status);
+      response.body = std::move(transfer->body);
+      complete(*transfer, std::move(response));
+      return;
+    }
+    std::string target = location;
+    // file:, ftp:, data: and the like would read what no web server may name.
+    if (!isWebUrl(target.c_str())) {
+      fail(std::move(transfer), "redirect to a refused scheme: " + target);
+      return;
+    }
+    transfer->visited.insert(transfer->request.url);
+    if (transfer->visited.contains(target)) {
+      fail(std::move(transfer), "redirect loop at " + target);
+      return;
+    }
+    if (transfer->request.maxRedirects <= 0) {
+      fail(std::move(transfer), "more redirects than allowed, the last to " + target);
+      return;
+    }
+    auto next = std::make_unique<Transfer>();
+    next->request = std::move(transfer->request);
+    next->completion = std::move(transfer->completion);
+    next->visited = std::move(transfer->visited);
+    next->request.url = std::move(target);
+    next->request.headers.clear();
+    next->request.maxRedirects -= 1;
+    // Browsers turn a POST into a GET on 301 and 302; 303 says so outright.
+    if (status == 303 || ((status == 301 || status == 302) && next->request.method == "POST")) {
+      if (next->request.method != "HEAD") next->request.method = "GET";
+      next->request.body.clear();
+    }
+    start(std::move(next), active);
   }
 
   void fail(std::unique_ptr<Transfer> transfer, std::string error) {

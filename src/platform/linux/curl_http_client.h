@@ -8,10 +8,12 @@
 namespace vicinix {
 
 // Sends requests with libcurl on a worker thread of its own and posts every
-// completion to `mainQueue`. Peers and host names are verified; redirects are
-// handed back as they are, not followed, so headers carrying keys never go to
-// a host the caller did not name. Destroying the client cancels what is still
-// queued or in flight: those completions get the error "cancelled".
+// completion to `mainQueue`. Peers and host names are verified. Redirects are
+// handed back as they are unless the request allows some; those followed get
+// none of the request's headers, so keys never go to a host the caller did
+// not name. Every request says "User-Agent: vicinix/<SDK version>". Destroying
+// the client cancels what is still queued or in flight: those completions get
+// the error "cancelled".
 //
 // The first client initialises libcurl, which must happen before any other
 // thread of the process uses libcurl.

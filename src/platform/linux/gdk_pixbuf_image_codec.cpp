@@ -32,13 +32,52 @@ bool startsWith(std::span<const uint8_t> data, std::string_view magic) {
   return data.size() >= magic.size() && std::memcmp(data.data(), magic.data(), magic.size()) == 0;
 }
 
+bool isWebP(std::span<const uint8_t> head) {
+  return startsWith(head, "RIFF") && head.size() >= 12 && startsWith(head.subspan(8), "WEBP");
+}
+
 // The loader for the bytes' format, by their signature; nothing for formats
 // we do not read.
 const char* loaderType(std::span<const uint8_t> head) {
   if (startsWith(head, "\x89PNG\r\n\x1a\n")) return "png";
   if (startsWith(head, "\xff\xd8\xff")) return "jpeg";
   if (startsWith(head, "GIF87a") || startsWith(head, "GIF89a")) return "gif";
+  if (isWebP(head)) return "webp";
   return nullptr;
+}
+
+uint32_t littleEndian(std::span<const uint8_t> bytes, size_t at, size_t count) {
+  uint32_t value = 0;
+  for (size_t i = 0; i < count; ++i) value |= uint32_t(bytes[at + i]) << (8 * i);
+  return value;
+}
+
+struct Size {
+  int64_t width = 0;
+  int64_t height = 0;
+};
+
+// A WebP picture's size from its first chunk, read before any pixel is: the
+// WebP loader decodes the whole file before it says how large it is.
+std::optional<Size> webPSize(std::span<const uint8_t> head) {
+  if (head.size() < 30) return std::nullopt;  // every kind of first chunk fits in 30 bytes
+  auto chunk = head.subspan(12, 4);
+  if (startsWith(chunk, "VP8 ")) {
+    // Lossy: a 3-byte frame tag, the start code, then 14-bit sizes.
+    if (!startsWith(head.subspan(23), "\x9d\x01\x2a")) return std::nullopt;
+    return Size{littleEndian(head, 26, 2) & 0x3fff, littleEndian(head, 28, 2) & 0x3fff};
+  }
+  if (startsWith(chunk, "VP8L")) {
+    // Lossless: a signature byte, then width - 1 and height - 1 in 14 bits each.
+    if (head[20] != 0x2f) return std::nullopt;
+    uint32_t bits = littleEndian(head, 21, 4);
+    return Size{int64_t(bits & 0x3fff) + 1, int64_t((bits >> 14) & 0x3fff) + 1};
+  }
+  if (startsWith(chunk, "VP8X")) {
+    // Extended: flags, then the canvas's width - 1 and height - 1 in 24 bits each.
+    return Size{int64_t(littleEndian(head, 24, 3)) + 1, int64_t(littleEndian(head, 27, 3)) + 1};
+  }
+  return std::nullopt;
 }
 
 bool withinLimit(int64_t width, int64_t height, int64_t maxPixels) {
@@ -91,6 +130,10 @@ class Decoder {
   bool open(std::span<const uint8_t> head) {
     const char* type = loaderType(head);
     if (type == nullptr) return false;
+    if (isWebP(head)) {
+      auto size = webPSize(head);
+      if (!size || !withinLimit(size->width, size->height, maxPixels_)) return false;
+    }
     GError* error = nullptr;
     loader_.reset(gdk_pixbuf_loader_new_with_type(type, &error));
     ErrorPtr owned(error);
@@ -200,6 +243,18 @@ std::optional<std::vector<uint8_t>> save(GdkPixbuf* pixbuf, const char* type, ch
 }
 
 }  // namespace
+
+bool GdkPixbufImageCodec::canRead(const char* type) {
+  GSList* formats = gdk_pixbuf_get_formats();
+  bool found = false;
+  for (GSList* item = formats; item != nullptr && !found; item = item->next) {
+    gchar* name = gdk_pixbuf_format_get_name(static_cast<GdkPixbufFormat*>(item->data));
+    found = std::strcmp(name, type) == 0;
+    g_free(name);
+  }
+  g_slist_free(formats);
+  return found;
+}
 
 std::optional<Image> GdkPixbufImageCodec::decode(std::span<const uint8_t> data) {
   Decoder decoder(maxPixels_);

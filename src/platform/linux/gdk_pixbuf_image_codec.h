@@ -6,15 +6,19 @@
 
 namespace vicinix {
 
-// Pictures through gdk-pixbuf. Only PNG, JPEG and GIF are read: the other
-// loaders a desktop has installed (SVG, TIFF, ICO, ...) are attack surface the
-// SDK has no use for. A picture of more than `maxPixels` is refused before its
+// Pictures through gdk-pixbuf. Only PNG, JPEG, GIF and WebP (CDNs serve it;
+// its loader is the separate webp-pixbuf-loader) are read: the other loaders
+// a desktop has installed (SVG, TIFF, ICO, ...) are attack surface the SDK has
+// no use for. A picture of more than `maxPixels` is refused before its
 // pixels are allocated, so a small hostile file cannot claim gigabytes.
 class GdkPixbufImageCodec final : public ImageCodec {
  public:
   static constexpr int64_t kDefaultMaxPixels = int64_t{8192} * 8192;
 
   explicit GdkPixbufImageCodec(int64_t maxPixels = kDefaultMaxPixels) : maxPixels_(maxPixels) {}
+
+  // Whether gdk-pixbuf has a loader for `type` ("png", "webp"...) installed.
+  static bool canRead(const char* type);
 
   std::optional<Image> decode(std::span<const uint8_t> data) override;
   // Regular files only: a FIFO or device could block the caller forever.

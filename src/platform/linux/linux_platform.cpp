@@ -65,6 +65,13 @@ Platform makeLinuxPlatform(const LinuxPlatformOptions& options) {
   auto queues = makeGlibDispatchQueueFactory();
   // libcurl is initialised here, before the SDK starts threads of its own.
   auto http = makeCurlHttpClient(queues->mainQueue());
+  // The loader is a package of its own; without it every CDN picture served
+  // as WebP fails, and only this line says why.
+  if (!GdkPixbufImageCodec::canRead("webp")) {
+    log->systemLine(
+        "WebP pictures will not decode: gdk-pixbuf has no WebP loader "
+        "(install webp-pixbuf-loader)");
+  }
   return Platform{
       .queues = queues,
       .clock = makeSystemClock(),

@@ -1,5 +1,6 @@
 #include "platform/linux/netlink_reachability_probe.h"
 
+#include <linux/if.h>
 #include <linux/if_link.h>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
@@ -14,6 +15,7 @@
 #include <fstream>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -116,6 +118,12 @@ bool linkIsDown(unsigned flags) {
   return (flags & (RTNH_F_DEAD | RTNH_F_LINKDOWN)) != 0;
 }
 
+// Well-known public resolvers: any global unicast address would do, these
+// are merely ones that no site routes specially.
+const std::string_view kPublicIPv4("\x01\x01\x01\x01", 4);  // 1.1.1.1
+const std::string_view kPublicIPv6("\x26\x06\x47\x00\x47\x00\0\0\0\0\0\0\0\0\x11\x11",
+                                   16);  // 2606:4700:4700::1111
+
 int firstLiveNexthop(rtattr& multipath) {
   auto* nexthop = static_cast<rtnexthop*>(RTA_DATA(&multipath));
   int left = static_cast<int>(RTA_PAYLOAD(&multipath));
@@ -128,29 +136,25 @@ int firstLiveNexthop(rtattr& multipath) {
 }
 
 struct RouteAttributes {
-  uint32_t table = 0;
-  uint32_t priority = 0;
   int interface = 0;  // 0 when no path is usable
   bool viaGateway = false;
+  std::string source;  // the address the kernel would send from, raw bytes
 };
 
 RouteAttributes readRoute(nlmsghdr& message) {
   auto* route = static_cast<rtmsg*>(NLMSG_DATA(&message));
   RouteAttributes found;
-  found.table = route->rtm_table;  // tables above 255 only come as RTA_TABLE
   forEachAttribute(RTM_RTA(route), static_cast<int>(RTM_PAYLOAD(&message)), [&](rtattr& attribute) {
     switch (attribute.rta_type) {
-      case RTA_TABLE:
-        found.table = attributeU32(attribute);
-        break;
-      case RTA_PRIORITY:
-        found.priority = attributeU32(attribute);
-        break;
       case RTA_OIF:
         found.interface = static_cast<int>(attributeU32(attribute));
         break;
       case RTA_GATEWAY:
         found.viaGateway = true;
+        break;
+      case RTA_PREFSRC:
+        found.source.assign(static_cast<const char*>(RTA_DATA(&attribute)),
+                            RTA_PAYLOAD(&attribute));
         break;
       case RTA_MULTIPATH:
         if (found.interface == 0) found.interface = firstLiveNexthop(attribute);
@@ -163,11 +167,13 @@ RouteAttributes readRoute(nlmsghdr& message) {
 struct LinkAttributes {
   std::string name;
   std::string kind;  // "veth", "wwan", ...; empty for plain hardware
+  unsigned flags = 0;
 };
 
 LinkAttributes readLink(nlmsghdr& message) {
   auto* link = static_cast<ifinfomsg*>(NLMSG_DATA(&message));
   LinkAttributes found;
+  found.flags = link->ifi_flags;
   forEachAttribute(IFLA_RTA(link), static_cast<int>(IFLA_PAYLOAD(&message)),
                    [&](rtattr& attribute) {
                      if (attribute.rta_type == IFLA_IFNAME) found.name = attributeString(attribute);
@@ -189,7 +195,7 @@ class RouteReader {
 
   std::optional<ReachabilityFlags> flags(uint32_t address) {
     std::lock_guard lock(mutex_);
-    return address == 0 ? defaultRouteFlags() : addressFlags(address);
+    return address == 0 ? anyAddressFlags() : addressFlags(address);
   }
 
  private:
@@ -231,74 +237,112 @@ class RouteReader {
     }
   }
 
-  std::optional<ReachabilityFlags> defaultRouteFlags() {
-    // A dump that raced a routing change says so; read it again.
-    for (int attempt = 0; attempt < 3; ++attempt) {
-      std::optional<RouteAttributes> best;
-      Request request(RTM_GETROUTE, NLM_F_REQUEST | NLM_F_DUMP);
-      request.append<rtmsg>()->rtm_family = AF_INET;
-      Outcome outcome = exchange(request, [&](nlmsghdr& message) {
-        if (message.nlmsg_type != RTM_NEWROUTE) return;
-        auto* route = static_cast<rtmsg*>(NLMSG_DATA(&message));
-        if (route->rtm_family != AF_INET || route->rtm_dst_len != 0 ||
-            route->rtm_type != RTN_UNICAST || linkIsDown(route->rtm_flags)) {
-          return;
-        }
-        RouteAttributes found = readRoute(message);
-        // With every path of a multipath route down there is no way out.
-        if (found.table != RT_TABLE_MAIN || found.interface == 0) return;
-        // The kernel prefers the lowest metric; so do we.
-        if (!best || found.priority < best->priority) best = found;
-      });
-      if (outcome == Outcome::kInterrupted) continue;
-      if (outcome != Outcome::kDone) return std::nullopt;
-      if (!best) return ReachabilityFlags{0};
-      ReachabilityFlags flags = kReachabilityReachable;
-      if (isCellular(best->interface)) flags |= kReachabilityIsWWAN;
-      return flags;
+  // The any-address counts as reachable while packets to the Internet have a
+  // way out over either family. Rather than reading tables ourselves we ask
+  // the kernel where a packet to a public address would go, so policy rules,
+  // the tables they pick and metrics are weighed exactly as for real traffic.
+  std::optional<ReachabilityFlags> anyAddressFlags() {
+    std::optional<WayOut> ways[] = {wayOut(AF_INET, kPublicIPv4), wayOut(AF_INET6, kPublicIPv6)};
+    bool anyRead = false, usable = false, allCellular = true;
+    for (const auto& way : ways) {
+      if (!way) continue;
+      anyRead = true;
+      if (!way->usable) continue;
+      usable = true;
+      allCellular = allCellular && way->cellular;
     }
-    return std::nullopt;
+    if (!anyRead) return std::nullopt;
+    if (!usable) return ReachabilityFlags{0};
+    // Only a host whose every way out is a modem is on cellular.
+    return kReachabilityReachable | (allCellular ? kReachabilityIsWWAN : 0u);
   }
 
-  // What the kernel would do with a packet to `address` right now.
-  std::optional<ReachabilityFlags> addressFlags(uint32_t address) {
+  struct WayOut {
+    bool usable = false;
+    bool cellular = false;
+  };
+
+  // Nothing when the kernel could not be asked.
+  std::optional<WayOut> wayOut(int family, std::string_view destination) {
+    Lookup found = lookup(family, destination);
+    if (found.outcome == Outcome::kKernelError) return WayOut{};  // unreachable, no route...
+    if (found.outcome != Outcome::kDone) return std::nullopt;
+    if (found.type != RTN_UNICAST || found.route.interface == 0) return WayOut{};
+    // Only a source beyond the link talks beyond it. Before SLAAC (or with a
+    // router that announces no prefix) the kernel offers a link-local source,
+    // or even ::1 while that one is still tentative.
+    if (family == AF_INET6 && !isBeyondLink(found.route.source)) return WayOut{};
+    std::optional<LinkAttributes> link = readLinkOf(found.route.interface);
+    if (!link) return std::nullopt;
+    // Unplugged cables and lost Wi-Fi associations leave the routes in place.
+    if ((link->flags & (IFF_UP | IFF_LOWER_UP)) != (IFF_UP | IFF_LOWER_UP)) return WayOut{};
+    return WayOut{.usable = true, .cellular = isCellular(*link)};
+  }
+
+  static bool isBeyondLink(const std::string& address) {
+    static const std::string unspecified(16, '\0'), loopback = unspecified.substr(0, 15) + '\1';
+    if (address.size() != 16 || address == unspecified || address == loopback) return false;
+    bool linkLocal = static_cast<uint8_t>(address[0]) == 0xfe &&
+                     (static_cast<uint8_t>(address[1]) & 0xc0) == 0x80;
+    return !linkLocal;
+  }
+
+  struct Lookup {
+    Outcome outcome = Outcome::kFailed;
+    unsigned type = RTN_UNSPEC;
+    RouteAttributes route;
+  };
+
+  // What the kernel would do with a packet to `destination` (raw address
+  // bytes of `family`) sent by this process right now.
+  Lookup lookup(int family, std::string_view destination) {
     Request request(RTM_GETROUTE, NLM_F_REQUEST);
     auto* query = request.append<rtmsg>();
-    query->rtm_family = AF_INET;
-    query->rtm_dst_len = 32;
-    request.attribute(RTA_DST, &address, sizeof address);
-    ReachabilityFlags flags = 0;
-    int interface = 0;
-    Outcome outcome = exchange(request, [&](nlmsghdr& message) {
+    query->rtm_family = static_cast<unsigned char>(family);
+    query->rtm_dst_len = static_cast<unsigned char>(destination.size() * 8);
+    request.attribute(RTA_DST, destination.data(), destination.size());
+    Lookup found;
+    found.outcome = exchange(request, [&](nlmsghdr& message) {
       if (message.nlmsg_type != RTM_NEWROUTE) return;
-      auto* route = static_cast<rtmsg*>(NLMSG_DATA(&message));
-      if (route->rtm_type == RTN_LOCAL) {
-        flags = kReachabilityReachable | kReachabilityIsLocalAddress | kReachabilityIsDirect;
-      } else if (route->rtm_type == RTN_UNICAST) {
-        RouteAttributes found = readRoute(message);
-        flags = kReachabilityReachable;
-        if (!found.viaGateway) flags |= kReachabilityIsDirect;
-        interface = found.interface;
-      }
+      found.type = static_cast<rtmsg*>(NLMSG_DATA(&message))->rtm_type;
+      found.route = readRoute(message);
     });
+    return found;
+  }
+
+  std::optional<ReachabilityFlags> addressFlags(uint32_t address) {
+    Lookup found = lookup(AF_INET, std::string_view(reinterpret_cast<const char*>(&address), 4));
     // The kernel answers "network unreachable" and the like as errors.
-    if (outcome == Outcome::kKernelError) return ReachabilityFlags{0};
-    if (outcome != Outcome::kDone) return std::nullopt;
-    if (interface != 0 && isCellular(interface)) flags |= kReachabilityIsWWAN;
+    if (found.outcome == Outcome::kKernelError) return ReachabilityFlags{0};
+    if (found.outcome != Outcome::kDone) return std::nullopt;
+    if (found.type == RTN_LOCAL) {
+      return kReachabilityReachable | kReachabilityIsLocalAddress | kReachabilityIsDirect;
+    }
+    if (found.type != RTN_UNICAST) return ReachabilityFlags{0};
+    ReachabilityFlags flags = kReachabilityReachable;
+    if (!found.route.viaGateway) flags |= kReachabilityIsDirect;
+    if (found.route.interface != 0) {
+      auto link = readLinkOf(found.route.interface);
+      if (link && isCellular(*link)) flags |= kReachabilityIsWWAN;
+    }
     return flags;
   }
 
-  // Modems have "ww" names under systemd and udev ("wwan0", "wwp0s20u4i6"),
-  // the kernel's WWAN framework makes links of kind "wwan", and older USB modem
-  // drivers mark their devices DEVTYPE=wwan.
-  bool isCellular(int interface) {
+  std::optional<LinkAttributes> readLinkOf(int interface) {
     LinkAttributes link;
     Request request(RTM_GETLINK, NLM_F_REQUEST);
     request.append<ifinfomsg>()->ifi_index = interface;
     Outcome outcome = exchange(request, [&](nlmsghdr& message) {
       if (message.nlmsg_type == RTM_NEWLINK) link = readLink(message);
     });
-    if (outcome != Outcome::kDone || link.name.empty()) return false;
+    if (outcome != Outcome::kDone || link.name.empty()) return std::nullopt;
+    return link;
+  }
+
+  // Modems have "ww" names under systemd and udev ("wwan0", "wwp0s20u4i6"),
+  // the kernel's WWAN framework makes links of kind "wwan", and older USB modem
+  // drivers mark their devices DEVTYPE=wwan.
+  static bool isCellular(const LinkAttributes& link) {
     if (link.name.starts_with("ww") || link.kind == "wwan") return true;
     // sysfs shows the namespace it was mounted in, which is ours outside tests.
     std::ifstream uevent("/sys/class/net/" + link.name + "/uevent");
@@ -314,7 +358,10 @@ class RouteReader {
   uint32_t sequence_ = 0;
 };
 
-constexpr unsigned kWatchedGroups[] = {RTNLGRP_LINK, RTNLGRP_IPV4_ROUTE, RTNLGRP_IPV6_ROUTE};
+// Links for carrier, addresses for IPv6 sources, routes and rules for the way out.
+constexpr unsigned kWatchedGroups[] = {RTNLGRP_LINK,       RTNLGRP_IPV4_IFADDR, RTNLGRP_IPV6_IFADDR,
+                                       RTNLGRP_IPV4_ROUTE, RTNLGRP_IPV6_ROUTE,  RTNLGRP_IPV4_RULE,
+                                       RTNLGRP_IPV6_RULE};
 
 // What a watcher thread uses. It holds its own reference, so the target may
 // drop its callback, or die, from inside the callback.
@@ -433,9 +480,10 @@ class NetlinkTarget final : public ReachabilityTarget {
 class NetlinkReachabilityProbe final : public ReachabilityProbe {
  public:
   std::unique_ptr<ReachabilityTarget> targetForAddress(uint32_t ipv4Address) override {
+    // Without netlink (a sandbox that denies it) the target still exists: its
+    // flags cannot be read, which means no connection, not a failed start.
     UniqueFd queries = openRouteSocket();
     UniqueFd events = openRouteSocket();
-    if (!queries || !events) return nullptr;
     return std::make_unique<NetlinkTarget>(
         ipv4Address, std::make_shared<RouteReader>(std::move(queries)), std::move(events));
   }

@@ -98,5 +98,42 @@ TEST_F(CurlHttpClientTest, FailuresCarryCurlsMessageAndNoBody) {
   }
 }
 
+TEST_F(CurlHttpClientTest, FollowsAllowedRedirectsToWebUrlsOnlyAndWithoutTheCallersHeaders) {
+  Server server([](const std::string& request) {
+    std::string target = LoopbackHttpServer::targetOf(request);
+    if (target == "/final") return reply(200, "done");
+    std::string location = target == "/start"    ? "/final"
+                           : target == "/passwd" ? "file:///etc/passwd"
+                           : target == "/loop"   ? "/loop-again"
+                           : target == "/loop-again"
+                               ? "/loop"
+                               : "/hop/" + std::to_string(std::stoi(target.substr(5)) + 1);
+    return reply(302, "", "Location: " + location + "\r\n");
+  });
+  HttpResponse followed = exchange({.method = "GET",
+                                    .url = server.url() + "/start",
+                                    .headers = {{"X-Key", "secret"}},
+                                    .maxRedirects = 5});
+  EXPECT_EQ(followed.body, "done");
+  auto received = server.received();
+  ASSERT_EQ(received.size(), 2u);
+  EXPECT_NE(received[0].find("secret"), std::string::npos);
+  EXPECT_EQ(received[1].find("secret"), std::string::npos)
+      << "the redirect target is another party";
+  for (const auto& request : received)
+    EXPECT_NE(request.find("\r\nUser-Agent: vicinix/1\r\n"), std::string::npos);
+
+  for (auto [path, error] :
+       {std::pair<std::string, std::string>{"/passwd",
+                                            "redirect to a refused scheme: file:///etc/passwd"},
+        {"/loop", "redirect loop at " + server.url() + "/loop"},
+        {"/hop/1", "more redirects than allowed, the last to " + server.url() + "/hop/7"}}) {
+    HttpResponse response =
+        exchange({.method = "GET", .url = server.url() + path, .maxRedirects = 5});
+    EXPECT_EQ(response.error, error);
+    EXPECT_EQ(response.body, std::nullopt);
+  }
+}
+
 }  // namespace
 }  // namespace vicinix

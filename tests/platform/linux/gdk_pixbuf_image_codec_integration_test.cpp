@@ -1,3 +1,4 @@
+#include <gdk-pixbuf/gdk-pixbuf.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -91,6 +92,33 @@ TEST(GdkPixbufImageCodec, ClampsJpegQualityToZeroToOne) {
 
 // Nothing it is handed may crash it or, as a FIFO nobody writes to would,
 // block it forever.
+// Opaque, the WebP saver writes a "VP8 " chunk; translucent, "VP8X" first.
+std::vector<uint8_t> webP(int width, int height, uint32_t rgba) {
+  GdkPixbuf* pixbuf = gdk_pixbuf_new(GDK_COLORSPACE_RGB, (rgba & 0xff) != 0xff, 8, width, height);
+  gdk_pixbuf_fill(pixbuf, rgba);
+  gchar* buffer = nullptr;
+  gsize size = 0;
+  EXPECT_TRUE(gdk_pixbuf_save_to_buffer(pixbuf, &buffer, &size, "webp", nullptr, nullptr));
+  std::vector<uint8_t> bytes(buffer, buffer + size);
+  g_free(buffer);
+  g_object_unref(pixbuf);
+  return bytes;
+}
+
+TEST(GdkPixbufImageCodec, ReadsLossyAndExtendedWebPUnderThePixelLimit) {
+  ASSERT_TRUE(GdkPixbufImageCodec::canRead("webp")) << "webp-pixbuf-loader is not installed";
+  for (auto [colour, chunk] : {std::pair{0x2080c0ffu, "VP8 "}, {0x2080c080u, "VP8X"}}) {
+    std::vector<uint8_t> bytes = webP(3, 2, colour);
+    ASSERT_EQ(std::string(bytes.begin() + 12, bytes.begin() + 16), chunk);
+    auto image = GdkPixbufImageCodec(6).decode(bytes);
+    ASSERT_TRUE(image) << chunk;
+    EXPECT_EQ(image->width * 10 + image->height, 32);
+    EXPECT_NEAR((*image->rgba)[3], colour & 0xff, 2);
+    EXPECT_FALSE(GdkPixbufImageCodec(5).decode(bytes)) << chunk;
+    EXPECT_FALSE(GdkPixbufImageCodec().decode(std::span(bytes).first(29))) << "header cut short";
+  }
+}
+
 TEST(GdkPixbufImageCodec, RefusesWhatIsNotAPictureItReadsOrPixelsThatDoNotMatchTheSize) {
   GdkPixbufImageCodec codec;
   std::vector<uint8_t> png = codec.encodePNG(pattern(4, 4, false)).value();

@@ -62,7 +62,24 @@ class NetlinkReachabilityTest : public ::testing::Test {
     return target ? target->flags() : std::nullopt;
   }
 
+  // Starts collecting what `target` reports.
+  bool watch(ReachabilityTarget& target) {
+    return target.setCallback([this](ReachabilityFlags flags) {
+      std::lock_guard lock(mutex);
+      reports.push_back(flags);
+      changed.notify_all();
+    });
+  }
+  bool reported(ReachabilityFlags expected) {
+    std::unique_lock lock(mutex);
+    return changed.wait_for(lock, 10s,
+                            [&] { return !reports.empty() && reports.back() == expected; });
+  }
+
   std::string name = "vicinix-test-" + std::to_string(getpid());
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::vector<ReachabilityFlags> reports;
   std::shared_ptr<ReachabilityProbe> probe = makeNetlinkReachabilityProbe();
 };
 
@@ -74,19 +91,7 @@ TEST_F(NetlinkReachabilityTest, ReachableWhileAUsableDefaultRouteExistsReporting
   EXPECT_EQ(any->flags(), 0u);
   EXPECT_EQ(flagsFor("203.0.113.9"), 0u);
 
-  std::mutex mutex;
-  std::condition_variable changed;
-  std::vector<ReachabilityFlags> reports;
-  ASSERT_TRUE(any->setCallback([&](ReachabilityFlags flags) {
-    std::lock_guard lock(mutex);
-    reports.push_back(flags);
-    changed.notify_all();
-  }));
-  auto reported = [&](ReachabilityFlags expected) {
-    std::unique_lock lock(mutex);
-    return changed.wait_for(lock, 10s,
-                            [&] { return !reports.empty() && reports.back() == expected; });
-  };
+  ASSERT_TRUE(watch(*any));
 
   addUplink("veth0", "veth1");
   ip("route add default via 198.51.100.1");
@@ -113,6 +118,37 @@ TEST_F(NetlinkReachabilityTest, DefaultRouteOverACellularInterfaceSetsIsWWAN) {
   EXPECT_EQ(flagsFor("0.0.0.0"), kCellular);
   EXPECT_EQ(flagsFor("203.0.113.9"), kCellular);
   EXPECT_EQ(flagsFor("198.51.100.2"), kLocal);  // its own address is not reached over the air
+}
+
+TEST_F(NetlinkReachabilityTest, IPv6OnlyCountsOnceTheHostHasAnAddressBeyondTheLink) {
+  if (access("/proc/sys/net/ipv6", F_OK) != 0) GTEST_SKIP() << "no IPv6 in this kernel";
+  auto any = inside([&] { return probe->targetForAddress(0); });
+  ASSERT_TRUE(any);
+  ip("link add veth0 type veth peer name veth1");
+  ip("link set veth0 up");
+  ip("link set veth1 up");
+  ip("-6 route add default via fe80::1 dev veth0");
+  EXPECT_EQ(any->flags(), 0u) << "a link-local source reaches no further than the link";
+
+  ASSERT_TRUE(watch(*any));
+  ip("-6 addr add 2001:db8:1::2/64 dev veth0 nodad");
+  EXPECT_TRUE(reported(kReachable)) << "an address arriving is a change of its own";
+  ip("link set veth1 down");
+  EXPECT_TRUE(reported(0));
+}
+
+TEST_F(NetlinkReachabilityTest, DefaultRouteInATableChosenByARuleCounts) {
+  auto any = inside([&] { return probe->targetForAddress(0); });
+  ASSERT_TRUE(any);
+  addUplink("veth0", "veth1");
+  ip("route add default via 198.51.100.1 table 100");
+  EXPECT_EQ(any->flags(), 0u) << "no rule sends traffic to table 100 yet";
+
+  ASSERT_TRUE(watch(*any));
+  ip("rule add pref 100 lookup 100");
+  EXPECT_TRUE(reported(kReachable));
+  ip("rule del pref 100");
+  EXPECT_TRUE(reported(0));
 }
 
 }  // namespace
