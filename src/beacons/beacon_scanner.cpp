@@ -11,8 +11,8 @@ namespace {
 
 using FrameType = BeaconInfo::EddystoneFrameType;
 
-Date::duration seconds(double value) {
-  return std::chrono::round<Date::duration>(std::chrono::duration<double>(value));
+Uptime::duration seconds(double value) {
+  return std::chrono::round<Uptime::duration>(std::chrono::duration<double>(value));
 }
 
 }  // namespace
@@ -145,7 +145,7 @@ void BeaconScanner::sighting(const BeaconInfo& beaconInfo) {
   }
   // The lost timer is not moved here: when it fires it finds this time and
   // re-arms itself, which keeps the timer off the per-advertisement path.
-  entry.lastSeen = sdk_.clock().now();
+  entry.lastSeen = sdk_.clock().uptime();
   if (delegate_) delegate_->didUpdateBeacon(*this, beaconInfo);
 }
 
@@ -154,7 +154,7 @@ void BeaconScanner::find(const BeaconInfo& beaconInfo, const Key& key) {
   Entry entry{.beaconInfo = beaconInfo,
               .onLostTimer = nullptr,
               .timerGeneration = 0,
-              .lastSeen = sdk_.clock().now(),
+              .lastSeen = sdk_.clock().uptime(),
               .losing = false,
               .foundWhileLosing = std::nullopt};
   scheduleLostTimer(entry, key, lostAfter_);
@@ -163,7 +163,7 @@ void BeaconScanner::find(const BeaconInfo& beaconInfo, const Key& key) {
 
 // The timer fires on the main queue but the cache lives on the scanner's
 // queue, so its block only hops over.
-void BeaconScanner::scheduleLostTimer(Entry& entry, const Key& key, Date::duration delay) {
+void BeaconScanner::scheduleLostTimer(Entry& entry, const Key& key, Uptime::duration delay) {
   entry.timerGeneration = ++nextTimerGeneration_;
   entry.onLostTimer = DispatchTimer::scheduledDispatchTimer(
       std::chrono::duration<double>(delay).count(), mainQueue_,
@@ -181,11 +181,9 @@ void BeaconScanner::lostTimerFired(const Key& key, uint64_t generation) {
   Entry& entry = it->second;
   if (entry.timerGeneration != generation || entry.losing) return;
   // Seen since the timer was armed: quiet for less than the timeout so far,
-  // so the timer goes again for the rest of it. A clock stepped back counts
-  // as a sighting now rather than stretching the wait.
-  Date now = sdk_.clock().now();
-  if (entry.lastSeen > now) entry.lastSeen = now;
-  if (auto quiet = now - entry.lastSeen; quiet < lostAfter_) {
+  // so the timer goes again for the rest of it. Quiet time is uptime: a wall
+  // clock stepped either way says nothing about how long a beacon was silent.
+  if (auto quiet = sdk_.clock().uptime() - entry.lastSeen; quiet < lostAfter_) {
     scheduleLostTimer(entry, key, lostAfter_ - quiet);
     return;
   }

@@ -66,7 +66,7 @@ class BeaconScanner final : public BluetoothCentralDelegate {
     BeaconInfo beaconInfo;                       // of the first sighting
     std::unique_ptr<DispatchTimer> onLostTimer;  // due no later than lastSeen + timeout
     uint64_t timerGeneration = 0;
-    Date lastSeen;
+    Uptime lastSeen;
     bool losing = false;  // the delegate is being told of the loss
     std::optional<BeaconInfo> foundWhileLosing;
   };
@@ -83,13 +83,13 @@ class BeaconScanner final : public BluetoothCentralDelegate {
   void startScanningSynchronized();
   void sighting(const BeaconInfo& beaconInfo);
   void find(const BeaconInfo& beaconInfo, const Key& key);
-  void scheduleLostTimer(Entry& entry, const Key& key, Date::duration delay);
+  void scheduleLostTimer(Entry& entry, const Key& key, Uptime::duration delay);
   void lostTimerFired(const Key& key, uint64_t generation);
   void forget(const Key& key);
 
   Sdk& sdk_;
   const double onLostTimeout_;
-  const Date::duration lostAfter_;
+  const Uptime::duration lostAfter_;
   std::shared_ptr<Life> life_ = std::make_shared<Life>();
   std::shared_ptr<DispatchQueue> mainQueue_;
   // Looked up once: posting from the scanner's queue must not take the

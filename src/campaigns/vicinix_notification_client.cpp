@@ -19,6 +19,17 @@ constexpr double kAttachmentQuality = 0.8;
 
 }  // namespace
 
+VicinixNotificationClient::Place::Place(std::shared_ptr<std::atomic<int64_t>> held)
+    : held_(std::move(held)) {
+  held_->fetch_add(1);
+}
+
+bool VicinixNotificationClient::Place::release() {
+  if (released_.exchange(true)) return false;
+  held_->fetch_sub(1);
+  return true;
+}
+
 VicinixNotificationClient::VicinixNotificationClient(Sdk& sdk) : sdk_(sdk) {}
 
 VicinixNotificationClient& VicinixNotificationClient::shared() {
@@ -26,7 +37,9 @@ VicinixNotificationClient& VicinixNotificationClient::shared() {
 }
 
 void VicinixNotificationClient::scheduleNotification(const Campaign& campaign) {
-  if (VicinixConfigurator::reachedNotificationLimit()) {
+  // Campaigns of one beacon come 50 ms apart, well before the pictures and
+  // the centre's answers of the earlier ones: those count already.
+  if (VicinixConfigurator::reachedNotificationLimit(notYetCounted_->load())) {
     sdk_.debug("Notification limit reached");
     return;
   }
@@ -46,8 +59,9 @@ void VicinixNotificationClient::scheduleNotification(const Campaign& campaign) {
                   .attachments = {}},
       .triggerDelay = kTriggerDelay,
   };
+  auto place = std::make_shared<Place>(notYetCounted_);
   if (campaign.notificationImagePath.empty()) {
-    add(std::move(request));
+    add(std::move(request), std::move(place));
     return;
   }
   std::string imageName = campaign.notificationImageName();
@@ -55,7 +69,7 @@ void VicinixNotificationClient::scheduleNotification(const Campaign& campaign) {
   // second request replaces the first, which is still pending by then.
   ImageDownloader::shared().downloadImage(
       campaign.notificationImagePath, imageName,
-      [this, request, imageName](std::optional<Image> picture) {
+      [this, request, imageName, place](std::optional<Image> picture) {
         std::optional<std::vector<uint8_t>> jpeg;
         if (picture) jpeg = sdk_.images().encodeJPEG(*picture, kAttachmentQuality);
         auto attachment = jpeg ? createImageAttachment(imageName, *jpeg) : std::nullopt;
@@ -65,30 +79,36 @@ void VicinixNotificationClient::scheduleNotification(const Campaign& campaign) {
         }
         NotificationRequest withPicture = request;
         withPicture.content.attachments = {*attachment};
-        add(std::move(withPicture));
+        add(std::move(withPicture), place);
       });
 }
 
-void VicinixNotificationClient::add(NotificationRequest request) {
-  sdk_.notifications().add(request, [](std::optional<std::string> error) {
+// A cached picture adds the request twice; the place makes it count once.
+void VicinixNotificationClient::add(NotificationRequest request, std::shared_ptr<Place> place) {
+  sdk_.notifications().add(request, [place = std::move(place)](std::optional<std::string> error) {
     if (error) {
       Sdk::current().debug(*error);
       return;
     }
-    VicinixNotificationClient::shared().completeNotification();
+    // Counted and let go in one main-queue task, so no limit check runs
+    // between the two and sees neither.
+    Sdk::current().mainQueue().async([place] {
+      if (place->release()) VicinixNotificationClient::shared().countNotification();
+    });
   });
 }
 
 void VicinixNotificationClient::completeNotification() {
-  sdk_.mainQueue().async([] {
-    Sdk& sdk = Sdk::current();
-    if (VicinixConfigurator::useAppBadges()) {
-      sdk.application().setApplicationIconBadgeNumber(
-          sdk.application().applicationIconBadgeNumber() + 1);
-    }
-    VicinixConfigurator::increaseNotificationCount();
-    sdk.defaults().synchronize();
-  });
+  sdk_.mainQueue().async([] { VicinixNotificationClient::shared().countNotification(); });
+}
+
+void VicinixNotificationClient::countNotification() {
+  if (VicinixConfigurator::useAppBadges()) {
+    sdk_.application().setApplicationIconBadgeNumber(
+        sdk_.application().applicationIconBadgeNumber() + 1);
+  }
+  VicinixConfigurator::increaseNotificationCount();
+  sdk_.defaults().synchronize();
 }
 
 std::optional<NotificationAttachment> VicinixNotificationClient::createImageAttachment(

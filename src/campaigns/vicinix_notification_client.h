@@ -1,6 +1,8 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -37,9 +39,30 @@ class VicinixNotificationClient {
                                                               const std::vector<uint8_t>& data);
 
  private:
-  void add(NotificationRequest request);
+  // A scheduled notification's place under the daily limit, held from the
+  // limit check until it is counted, or until nothing can show it any more
+  // (the last copy of its callbacks is gone). Any thread.
+  class Place {
+   public:
+    explicit Place(std::shared_ptr<std::atomic<int64_t>> held);
+    ~Place() { release(); }
+    Place(const Place&) = delete;
+    Place& operator=(const Place&) = delete;
+    // True for the first caller only.
+    bool release();
+
+   private:
+    std::shared_ptr<std::atomic<int64_t>> held_;
+    std::atomic<bool> released_{false};
+  };
+
+  void add(NotificationRequest request, std::shared_ptr<Place> place);
+  void countNotification();
 
   Sdk& sdk_;
+  // Scheduled, not yet counted nor given up: a picture still downloading, a
+  // request on its way to the centre.
+  std::shared_ptr<std::atomic<int64_t>> notYetCounted_ = std::make_shared<std::atomic<int64_t>>(0);
 };
 
 }  // namespace vicinix

@@ -36,8 +36,10 @@ void DispatchTimer::reschedule() {
   std::lock_guard lock(mutex_);
   if (isCancelled()) return;
   // Rounded, so a delay that was computed in nanoseconds comes back exact.
+  // Uptime, not the wall clock: a date set by NTP must not fire or hold
+  // every timer at once.
   deadline_ =
-      clock_.now() + std::chrono::round<Date::duration>(std::chrono::duration<double>(delay_));
+      clock_.uptime() + std::chrono::round<Uptime::duration>(std::chrono::duration<double>(delay_));
   armLocked();
 }
 
@@ -63,8 +65,8 @@ void DispatchTimer::cancel() {
 // a suspended timer whose deadline passed fires as soon as it is resumed.
 void DispatchTimer::armLocked() {
   if (isCancelled() || suspendCount_ > 0 || !handlerInstalled_ || !deadline_) return;
-  auto remaining = *deadline_ - clock_.now();
-  if (remaining < Date::duration::zero()) remaining = Date::duration::zero();
+  auto remaining = *deadline_ - clock_.uptime();
+  if (remaining < Uptime::duration::zero()) remaining = Uptime::duration::zero();
   source_->arm(std::chrono::duration_cast<Duration>(remaining));
 }
 

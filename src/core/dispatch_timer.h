@@ -50,7 +50,7 @@ class DispatchTimer {
   std::mutex mutex_;
   int suspendCount_ = 1;  // a new source is suspended until schedule()
   bool handlerInstalled_ = false;
-  std::optional<Date> deadline_;
+  std::optional<Uptime> deadline_;
 };
 
 }  // namespace vicinix

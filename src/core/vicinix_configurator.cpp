@@ -277,10 +277,10 @@ void VicinixConfigurator::increaseNotificationCount() {
   store().synchronize();
 }
 
-bool VicinixConfigurator::reachedNotificationLimit() {
+bool VicinixConfigurator::reachedNotificationLimit(int64_t notYetCounted) {
   int64_t limit = dailyNotificationLimit();
   if (limit == 0) return false;
-  return todaysNotificationCount() >= limit;
+  return todaysNotificationCount() + notYetCounted >= limit;
 }
 
 bool VicinixConfigurator::notificationAllowed() {

@@ -68,7 +68,8 @@ class VicinixConfigurator {
   static std::vector<std::string> allowediBeacons();
   static int64_t todaysNotificationCount();
   static void increaseNotificationCount();
-  static bool reachedNotificationLimit();
+  // `notYetCounted`: notifications on their way that will count once shown.
+  static bool reachedNotificationLimit(int64_t notYetCounted = 0);
   static bool notificationAllowed();
   static void setNotificationAllowed(bool allowed);
   static bool bluetoothOn();

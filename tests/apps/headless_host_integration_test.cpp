@@ -201,6 +201,38 @@ TEST_F(HeadlessHostTest, EveryEventArrivesExactlyOnceAcrossRuns) {
   EXPECT_EQ(types.count("APP_CLOSED"), 2u);
 }
 
+// Under a daily limit of 1, a beacon whose reply holds three campaigns that
+// may notify: they are scheduled 50 ms apart, before the first one's picture
+// has come and the desktop has answered, and only that one is shown.
+TEST_F(HeadlessHostTest, TheDailyLimitHoldsForOneBeaconsBurstOfCampaigns) {
+  backend.admin("state",
+                {{"application", {{"dailyNotificationLimit", 1}}},
+                 {"pullNotifications", json::array({{{"namespace", "edd1ebeac04e5defa017"},
+                                                     {"instance", "0123456789ab"},
+                                                     {"campaigns", {"c1", "c2", "c5"}}}})}});
+  test::HostProcess host(runArguments());
+  auto refused = [&host] {
+    std::string out = host.out();
+    size_t count = 0;
+    for (size_t at = out.find("Notification limit reached"); at != std::string::npos;
+         at = out.find("Notification limit reached", at + 1)) {
+      ++count;
+    }
+    return count;
+  };
+  ASSERT_TRUE(host.waitForOutput("Notification limit reached", 60s)) << host.out() << host.err();
+  for (int attempt = 0; attempt < 500 && (refused() < 2 || notified().empty()); ++attempt) {
+    usleep(20000);
+  }
+  EXPECT_EQ(refused(), 2u) << host.out();
+  host.signal(SIGTERM);
+  ASSERT_EQ(host.wait(30s), 0) << host.out() << host.err();
+  auto shown = notified();
+  ASSERT_EQ(shown.size(), 1u) << host.out();
+  EXPECT_NE(shown[0].find("Welcome back!"), std::string::npos) << shown[0];
+  EXPECT_EQ(inspect("settings")["VicinixTodaysNotificationCountDefaultsKey"], 1);
+}
+
 TEST_F(HeadlessHostTest, TheKillSwitchStopsDetection) {
   backend.admin("state", {{"sdkConfig", {{"requiredIosSdkVersion", 1}}}});
   test::HostProcess host(runArguments({"--duration", "4"}));

@@ -93,9 +93,10 @@ TEST_F(BeaconScannerTest, LostOnceAfterFifteenQuietSeconds) {
 }
 
 // Sightings do not move the timer; it re-arms itself for what is left of the
-// quiet time, however many sightings came in between, and a wall clock
-// stepped back does not stretch the wait.
-TEST_F(BeaconScannerTest, LossComesTheTimeoutAfterTheLastSightingAcrossReArms) {
+// quiet time, however many sightings came in between. Quiet time is not read
+// off the wall clock: an NTP step forward with the beacon in range loses
+// nothing, and one back does not stretch the wait.
+TEST_F(BeaconScannerTest, LossComesTheTimeoutAfterTheLastSightingWhateverTheWallClockDoes) {
   start();
   for (int ms : {0, 7500, 14900, 29800}) {
     advanceTo(ms);
@@ -106,10 +107,16 @@ TEST_F(BeaconScannerTest, LossComesTheTimeoutAfterTheLastSightingAcrossReArms) {
 
   calls.clear();
   see(kDeviceA, uid(6), -46);
-  advanceTo(105000);
-  env.time->setNow(env.time->now() - std::chrono::hours(1));
+  advanceTo(110000);
+  see(kDeviceA, uid(6), -47);
+  env.time->setNow(env.time->now() + std::chrono::hours(1));
+  advanceTo(120000);
+  see(kDeviceA, uid(6), -48);
+  env.time->setNow(env.time->now() - std::chrono::hours(2));
   advanceTo(200000);
-  EXPECT_EQ(calls, (Calls{"find 000000000006 -46 @100000", "lose 000000000006 -46 main @130000"}));
+  EXPECT_EQ(calls,
+            (Calls{"find 000000000006 -46 @100000", "update 000000000006 -47 @110000",
+                   "update 000000000006 -48 @120000", "lose 000000000006 -46 main @135000"}));
 }
 
 // A sighting that lands as the timer fires cannot move the spent timer; the

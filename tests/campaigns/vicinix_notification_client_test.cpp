@@ -15,6 +15,8 @@
 namespace vicinix {
 namespace {
 
+using std::chrono::milliseconds;
+
 class NotificationClientTest : public ::testing::Test {
  protected:
   FakeSdk env;
@@ -79,10 +81,12 @@ TEST_F(NotificationClientTest, APictureIsAttachedAsJPEGAtQuality08) {
   std::vector<uint8_t> written((std::istreambuf_iterator<char>(file)), {});
   EXPECT_DOUBLE_EQ(FakeImageCodec::jpegQuality(written), 0.8);
 
-  // Cached now: scheduled at once and again after the refresh, same identifier.
+  // Cached now: scheduled at once and again after the refresh, same
+  // identifier, counted once.
   schedule(Campaign{
       .id = "p", .notificationTitle = "T", .notificationImagePath = "https://img.test/n.png"});
   EXPECT_EQ(env.notifications->requests().size(), 3u);
+  EXPECT_EQ(dayCount(), 2);
 
   // A picture that cannot be attached schedules nothing.
   env.notifications->setAttachmentsFail(true);
@@ -91,6 +95,41 @@ TEST_F(NotificationClientTest, APictureIsAttachedAsJPEGAtQuality08) {
       .id = "q", .notificationTitle = "T", .notificationImagePath = "https://img.test/q.png"});
   EXPECT_EQ(env.notifications->requests().size(), 3u);
   EXPECT_EQ(env.log->debugLines().back(), "Error while getting notification image data.");
+}
+
+// One beacon's campaigns are scheduled 50 ms apart, long before their
+// pictures arrive: each must see the ones before it. One whose picture never
+// comes gives its place back.
+TEST_F(NotificationClientTest, TheDailyLimitHoldsWhilePicturesAreOnTheirWay) {
+  env.defaults->setInteger("VicinixDailyNotificationLimitVersionDefaultsKey", 1);
+  auto bytes = FakeImageCodec::pictureBytes(4, 4);
+  env.http->setResponder([&](const HttpRequest& request) {
+    if (request.url.ends_with("/broken.png"))
+      return HttpResponse{.error = "timed out", .status = 0, .body = std::nullopt};
+    return HttpResponse{
+        .error = "", .status = 200, .body = std::string(bytes.begin(), bytes.end())};
+  });
+  env.http->setLatency(milliseconds(400));
+  auto pictured = [](const std::string& id) {
+    return Campaign{.id = id,
+                    .notificationTitle = "T",
+                    .notificationImagePath = "https://img.test/" + id + ".png"};
+  };
+  for (const char* id : {"a", "b", "c"}) {
+    client.scheduleNotification(pictured(id));
+    env.time->advance(milliseconds(50));
+  }
+  env.time->advance(milliseconds(1000));
+  ASSERT_EQ(env.notifications->requests().size(), 1u);
+  EXPECT_EQ(env.notifications->requests()[0].identifier, "CampaignNotification_a");
+  EXPECT_EQ(dayCount(), 1);
+
+  env.defaults->setInteger("VicinixDailyNotificationLimitVersionDefaultsKey", 2);
+  client.scheduleNotification(pictured("broken"));
+  env.time->advance(milliseconds(1000));
+  schedule(Campaign{.id = "d", .notificationTitle = "T"});
+  EXPECT_EQ(env.notifications->requests().size(), 2u);
+  EXPECT_EQ(dayCount(), 2);
 }
 
 TEST_F(NotificationClientTest, PermissionAnswersAreStored) {

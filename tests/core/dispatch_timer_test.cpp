@@ -63,6 +63,14 @@ TEST_F(DispatchTimerTest, UnscheduledAndSuspendedTimersWait) {
   timer->resume();
   env.time->runUntilIdle();
   EXPECT_EQ(firings, std::vector<Duration>{milliseconds(5000)}) << "overdue fires on resume";
+
+  // A wall clock set an hour ahead while it waited leaves the deadline alone.
+  timer = DispatchTimer::scheduledDispatchTimer(2, queue, record());
+  timer->suspend();
+  env.time->setNow(env.time->now() + std::chrono::hours(1));
+  timer->resume();
+  env.time->advance(milliseconds(3000));
+  EXPECT_EQ(firings, (std::vector<Duration>{milliseconds(5000), milliseconds(7000)}));
 }
 
 TEST_F(DispatchTimerTest, BlockMayReleaseItsOwnTimer) {

@@ -21,7 +21,7 @@ struct DatabaseHandle::File {
 
   std::recursive_mutex mutex;
   uint64_t generation = 0;  // how many times the file was set aside
-  std::optional<Date> retryAt;
+  std::optional<Uptime> retryAt;
   bool reported = false;  // the file's trouble is on the system log
 };
 
@@ -109,7 +109,7 @@ std::optional<std::string> DatabaseHandle::use(const std::function<void(Database
 Database* DatabaseHandle::open() {
   if (database_ && (generation_ == file_.generation || depth_ > 0)) return database_.get();
   database_.reset();
-  if (file_.retryAt && sdk_.clock().now() < *file_.retryAt) return nullptr;
+  if (file_.retryAt && sdk_.clock().uptime() < *file_.retryAt) return nullptr;
   auto openFile = [&] {
     generation_ = file_.generation;
     database_ = std::make_unique<Database>(configuration_);
@@ -126,7 +126,7 @@ Database* DatabaseHandle::open() {
 }
 
 void DatabaseHandle::fail(const std::string& reason) {
-  file_.retryAt = sdk_.clock().now() + retryInterval;
+  file_.retryAt = sdk_.clock().uptime() + retryInterval;
   report(reason);
 }
 

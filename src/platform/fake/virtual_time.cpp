@@ -90,6 +90,10 @@ Date VirtualTime::now() const {
   return start_ + std::chrono::duration_cast<Date::duration>(elapsed_);
 }
 
+Uptime VirtualTime::uptime() const {
+  return Uptime(std::chrono::duration_cast<Uptime::duration>(elapsed()));
+}
+
 Duration VirtualTime::elapsed() const {
   std::lock_guard lock(mutex_);
   return elapsed_;

@@ -21,6 +21,9 @@ class VirtualTime final : public Clock,
   static std::shared_ptr<VirtualTime> create(Date start);
 
   Date now() const override;
+  // The time elapsed on this timeline: advance() moves it with the wall
+  // clock, setNow() leaves it where it is.
+  Uptime uptime() const override;
   std::shared_ptr<DispatchQueue> mainQueue() override;
   std::shared_ptr<DispatchQueue> makeSerialQueue(const std::string& label) override;
 
@@ -31,7 +34,8 @@ class VirtualTime final : public Clock,
   // Runs every pending task, jumping time to each deadline. Returns false when
   // `maxTasks` ran and work remained (a task that keeps rescheduling itself).
   bool runAll(size_t maxTasks = 1000000);
-  // Moves the wall clock without running anything (e.g. to just before midnight).
+  // Moves the wall clock without running anything (e.g. to just before
+  // midnight, or an NTP step); uptime() and the queues' deadlines stay put.
   void setNow(Date date);
   size_t pendingTasks() const;
   Duration elapsed() const;

@@ -54,8 +54,9 @@ std::string uriOf(const std::filesystem::path& file) {
 // response handler's setter.
 class FreedesktopNotificationCenter::Core {
  public:
-  explicit Core(std::string appName)
+  Core(std::string appName, std::shared_ptr<Log> log)
       : appName_(validUtf8(appName)),
+        log_(std::move(log)),
         context_(g_main_context_new()),
         cancellable_(g_cancellable_new()) {}
 
@@ -110,7 +111,6 @@ class FreedesktopNotificationCenter::Core {
     Waiting& waiting = waiting_[request.identifier];
     if (waiting.timer != nullptr) dropTimer(waiting);
     waiting.request = std::move(request);
-    waiting.completions.push_back(std::move(completion));
     waiting.due = false;
     double delay = waiting.request.triggerDelay;
     double millis = std::isnan(delay) ? 0 : std::clamp(delay * 1000, 0.0, double(G_MAXUINT));
@@ -118,6 +118,8 @@ class FreedesktopNotificationCenter::Core {
     g_source_set_callback(waiting.timer, onDue, new DueTimer{this, waiting.request.identifier},
                           [](gpointer timer) { delete static_cast<DueTimer*>(timer); });
     g_source_attach(waiting.timer, context_);
+    // Taken: whatever the server says later is ours to report, not the caller's.
+    completion(std::nullopt);
   }
 
   void shutDown() {
@@ -129,8 +131,7 @@ class FreedesktopNotificationCenter::Core {
       g_source_unref(connectTimeout_);
       connectTimeout_ = nullptr;
     }
-    // Their completions are dropped, not called: they would reach into an SDK
-    // that is being torn down around us.
+    // What is still waiting is not shown: the SDK that asked is going away.
     for (auto& [identifier, entry] : waiting_) {
       if (entry.timer != nullptr) dropTimer(entry);
     }
@@ -142,8 +143,6 @@ class FreedesktopNotificationCenter::Core {
  private:
   struct Waiting {
     NotificationRequest request;
-    // The request's own completion and those of the requests it replaced.
-    std::vector<AddCompletion> completions;
     GSource* timer = nullptr;
     // Its time came while the previous notification with its identifier was
     // still on its way; it goes as soon as that one has an id.
@@ -204,7 +203,7 @@ class FreedesktopNotificationCenter::Core {
     sending_.insert(identifier);
     auto outgoing = std::make_shared<Waiting>(std::move(node.mapped()));
     withConnection([this, identifier, outgoing](const std::string& error) {
-      if (!error.empty()) return finishSending(identifier, *outgoing, error);
+      if (!error.empty()) return finishSending(identifier, error);
       withCapabilities([this, identifier, outgoing] { notify(identifier, outgoing); });
     });
   }
@@ -248,8 +247,7 @@ class FreedesktopNotificationCenter::Core {
              g_variant_get(reply, "(u)", &id);
              remember(identifier, id, outgoing->request);
            }
-           finishSending(identifier, *outgoing,
-                         reply != nullptr ? std::string() : "notification not shown: " + error);
+           finishSending(identifier, reply != nullptr ? std::string() : error);
          });
   }
 
@@ -262,15 +260,10 @@ class FreedesktopNotificationCenter::Core {
     shownById_[id] = request;
   }
 
-  void finishSending(const std::string& identifier, Waiting& sent, const std::string& error) {
+  void finishSending(const std::string& identifier, const std::string& error) {
     sending_.erase(identifier);
-    for (auto& completion : sent.completions) {
-      if (error.empty()) {
-        completion(std::nullopt);
-      } else {
-        completion(error);
-      }
-    }
+    if (!error.empty() && log_)
+      log_->systemLine("Notification " + identifier + " not shown: " + error);
     auto next = waiting_.find(identifier);
     if (next != waiting_.end() && next->second.due) send(identifier);
   }
@@ -466,6 +459,7 @@ class FreedesktopNotificationCenter::Core {
   }
 
   const std::string appName_;
+  const std::shared_ptr<Log> log_;
   GMainContext* const context_;
   GCancellable* const cancellable_;
 
@@ -491,8 +485,9 @@ class FreedesktopNotificationCenter::Core {
   std::map<uint32_t, NotificationRequest> shownById_;
 };
 
-FreedesktopNotificationCenter::FreedesktopNotificationCenter(std::string appName)
-    : core_(std::make_shared<Core>(std::move(appName))) {
+FreedesktopNotificationCenter::FreedesktopNotificationCenter(std::string appName,
+                                                             std::shared_ptr<Log> log)
+    : core_(std::make_shared<Core>(std::move(appName), std::move(log))) {
   thread_ = std::thread([core = core_] { core->run(); });
 }
 

@@ -4,6 +4,7 @@
 #include <string>
 #include <thread>
 
+#include "platform/log.h"
 #include "platform/user_notification_center.h"
 
 namespace vicinix {
@@ -12,13 +13,14 @@ namespace vicinix {
 // bus. The D-Bus work runs on a thread of its own with a private GLib context,
 // so nothing depends on the host spinning a main loop; completions and the
 // response handler run on that thread. Without a session bus or a
-// notification server, authorisation is refused and requests complete with an
-// error. Destroying the centre drops what is still waiting or on its way
-// without calling its completion, and calls nothing after the destructor.
+// notification server, authorisation is refused. Destroying the centre drops
+// what is still waiting or on its way, and calls nothing after the destructor.
 class FreedesktopNotificationCenter final : public UserNotificationCenter {
  public:
-  // `appName` is what the desktop shows as the sender.
-  explicit FreedesktopNotificationCenter(std::string appName = "vicinix");
+  // `appName` is what the desktop shows as the sender; `log`, if given, gets
+  // one system line for each notification that could not be shown.
+  explicit FreedesktopNotificationCenter(std::string appName = "vicinix",
+                                         std::shared_ptr<Log> log = nullptr);
   ~FreedesktopNotificationCenter() override;
   FreedesktopNotificationCenter(const FreedesktopNotificationCenter&) = delete;
   FreedesktopNotificationCenter& operator=(const FreedesktopNotificationCenter&) = delete;
@@ -26,10 +28,12 @@ class FreedesktopNotificationCenter final : public UserNotificationCenter {
   void requestAuthorization(int options, std::function<void(bool granted)> completion) override;
   void getNotificationSettings(
       std::function<void(NotificationAuthorizationStatus)> completion) override;
-  // Sent `triggerDelay` seconds later. A request whose identifier is still
-  // waiting takes its place, and the completion of the one replaced reports
-  // how the replacement fared; one whose identifier is on screen replaces it
-  // there. Only a click on a notification sent by this centre is reported.
+  // Completes as soon as the request is queued, and sends it `triggerDelay`
+  // seconds later: callers count what they added without waiting for the
+  // server, so a burst of requests all see the earlier ones. A request whose
+  // identifier is still waiting takes its place; one whose identifier is on
+  // screen replaces it there. A failure to show comes later and goes to the
+  // log. Only a click on a notification sent by this centre is reported.
   void add(const NotificationRequest& request,
            std::function<void(std::optional<std::string> error)> completion) override;
   // Any thread. Checks the file is a readable regular file.

@@ -2,11 +2,14 @@
 
 #include <chrono>
 #include <fstream>
+#include <functional>
 #include <future>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "platform/fake/recording_log.h"
 #include "platform/linux/freedesktop_notification_center.h"
 #include "platform/linux/temporary_directory.h"
 #include "support/private_bus.h"
@@ -28,6 +31,15 @@ template <class T>
 std::optional<T> await(std::future<T> future) {
   if (future.wait_for(10s) != std::future_status::ready) return std::nullopt;
   return future.get();
+}
+
+// Polls what the centre's thread does in its own time; false after 10 s.
+bool eventually(const std::function<bool()>& done) {
+  for (auto end = std::chrono::steady_clock::now() + 10s; !done();
+       std::this_thread::sleep_for(10ms)) {
+    if (std::chrono::steady_clock::now() > end) return false;
+  }
+  return true;
 }
 
 // The error text of add(), "" when it was taken.
@@ -93,6 +105,14 @@ std::vector<NotifyCall> notifyCalls(const PrivateBus& bus) {
   return calls;
 }
 
+// The Notify calls once there are `count` of them; fewer after 10 s.
+std::vector<NotifyCall> notifyCalls(const PrivateBus& bus, size_t count) {
+  eventually([&] { return notifyCalls(bus).size() >= count; });
+  return notifyCalls(bus);
+}
+
+// A request is taken whether or not it can be shown: callers count it at
+// once. The server's part comes later, and a failure goes to the log.
 TEST(FreedesktopNotificationCenter, AuthorisesOnlyWhileANotificationServerAnswers) {
   enum class Setup { server, busWithoutServer, noBus };
   for (Setup setup : {Setup::server, Setup::busWithoutServer, Setup::noBus}) {
@@ -102,7 +122,8 @@ TEST(FreedesktopNotificationCenter, AuthorisesOnlyWhileANotificationServerAnswer
     if (granted) bus.startMock("notification_daemon", kServer, kCapabilities);
     if (setup == Setup::noBus)
       setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/vicinix/bus", 1);
-    FreedesktopNotificationCenter center;
+    auto log = std::make_shared<RecordingLog>();
+    FreedesktopNotificationCenter center("vicinix", log);
 
     std::promise<bool> answer;
     center.requestAuthorization(7, [&](bool value) { answer.set_value(value); });
@@ -112,13 +133,22 @@ TEST(FreedesktopNotificationCenter, AuthorisesOnlyWhileANotificationServerAnswer
         [&](NotificationAuthorizationStatus value) { status.set_value(value); });
     EXPECT_EQ(await(status.get_future()), granted ? NotificationAuthorizationStatus::authorized
                                                   : NotificationAuthorizationStatus::denied);
-    std::string error = added(center, request("CampaignNotification_1", "Hello"));
-    EXPECT_EQ(error.empty(), granted) << error;
+    EXPECT_EQ(added(center, request("CampaignNotification_1", "Hello")), "");
+    if (granted) {
+      EXPECT_EQ(notifyCalls(bus, 1).size(), 1u);
+      EXPECT_EQ(log->systemLines(), std::vector<std::string>{});
+      continue;
+    }
+    ASSERT_TRUE(eventually([&] { return !log->systemLines().empty(); }));
+    std::vector<std::string> lines = log->systemLines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_TRUE(lines[0].starts_with("Notification CampaignNotification_1 not shown: "))
+        << lines[0];
   }
 }
 
-// And one still waiting when the centre goes is dropped without a call back:
-// an SDK being torn down must not hear from it again.
+// And one still waiting when the centre goes is never sent, and nothing of
+// its caller is held: an SDK being torn down must not hear from it again.
 TEST(FreedesktopNotificationCenter, SendsARequestWhenItsDelayHasPassedAndDropsTheRestOnExit) {
   PrivateBus bus;
   bus.startMock("notification_daemon", kServer, kCapabilities);
@@ -141,9 +171,10 @@ TEST(FreedesktopNotificationCenter, SendsARequestWhenItsDelayHasPassedAndDropsTh
     soon.content.defaultSound = true;
     soon.content.attachments = {*attachment};
     ASSERT_EQ(added(center, soon), "");
+    EXPECT_EQ(notifyCalls(bus, 1).size(), 1u);
   }
-  EXPECT_FALSE(called);
-  EXPECT_TRUE(held.expired()) << "the dropped completion is still held";
+  EXPECT_TRUE(called) << "taken when queued, an hour before it is due";
+  EXPECT_TRUE(held.expired()) << "the completion is still held";
 
   std::vector<NotifyCall> calls = notifyCalls(bus);
   ASSERT_EQ(calls.size(), 1u) << "the request an hour away went too";
@@ -161,10 +192,12 @@ TEST(FreedesktopNotificationCenter, ARequestReplacesTheOneWithItsIdentifierOnThe
   bus.startMock("notification_daemon", kServer, kCapabilities);
   FreedesktopNotificationCenter center;
   ASSERT_EQ(added(center, request("shown", "First")), "");
+  ASSERT_EQ(notifyCalls(bus, 1).size(), 1u);
   ASSERT_EQ(added(center, request("other", "Other")), "");
+  ASSERT_EQ(notifyCalls(bus, 2).size(), 2u);
   ASSERT_EQ(added(center, request("shown", "Second")), "");
-  // A request still waiting is replaced before it goes; both callers hear
-  // how the one that went fared.
+  ASSERT_EQ(notifyCalls(bus, 3).size(), 3u);
+  // A request still waiting is replaced before it goes; both were taken.
   std::promise<std::optional<std::string>> stale;
   center.add(request("waiting", "Stale", 3600),
              [&](std::optional<std::string> result) { stale.set_value(result); });
@@ -174,7 +207,7 @@ TEST(FreedesktopNotificationCenter, ARequestReplacesTheOneWithItsIdentifierOnThe
   ASSERT_TRUE(staleResult) << "the replaced request never completed";
   EXPECT_EQ(*staleResult, std::nullopt);
 
-  std::vector<NotifyCall> calls = notifyCalls(bus);
+  std::vector<NotifyCall> calls = notifyCalls(bus, 4);
   ASSERT_EQ(calls.size(), 4u);
   EXPECT_EQ(calls[0].replacesId, 0u);
   EXPECT_EQ(calls[1].replacesId, 0u);
@@ -186,7 +219,7 @@ TEST(FreedesktopNotificationCenter, ARequestReplacesTheOneWithItsIdentifierOnThe
   bus.stopMocks();
   bus.startMock("notification_daemon", kServer, kCapabilities);
   ASSERT_EQ(added(center, request("shown", "Third")), "");
-  calls = notifyCalls(bus);
+  calls = notifyCalls(bus, 1);
   ASSERT_EQ(calls.size(), 1u);
   EXPECT_EQ(calls[0].replacesId, 0u) << "id 1 of the new server is someone else's";
 }
@@ -202,6 +235,7 @@ TEST(FreedesktopNotificationCenter, HandsAClickOnItsOwnNotificationToTheResponse
   NotificationRequest campaign = request("CampaignNotification_abc", "Sale");
   campaign.content.userInfo = {{"campaignID", "abc"}};
   ASSERT_EQ(added(center, campaign), "");
+  ASSERT_EQ(notifyCalls(bus, 1).size(), 1u);
 
   // Another application's notification comes first; only ours may answer.
   for (uint32_t id : {77, 1})

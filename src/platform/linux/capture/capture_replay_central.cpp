@@ -77,12 +77,12 @@ struct CaptureReplayCentral::Playback {
 
   bool scanning = false;
   uint64_t scan = 0;  // bumped by every scan call, so tasks of an older scan stop
-  Date scanStart;
+  Uptime scanStart;
   std::optional<std::unordered_set<uint16_t>> wanted;  // absent: every advertisement
   bool allowDuplicates = true;
   std::unordered_set<uint64_t> reported;  // devices told of in this scan, without duplicates
 
-  std::optional<Date> origin;  // when the first scan started: the capture's first record
+  std::optional<Uptime> origin;  // when the first scan started: the capture's first record
   std::optional<std::chrono::microseconds> firstTimestamp;
   CaptureFileReader::Event next;
   bool hasNext = false;
@@ -92,7 +92,7 @@ struct CaptureReplayCentral::Playback {
 
   bool active(uint64_t forScan) const { return delegate && scanning && scan == forScan; }
 
-  Date dueTime(std::chrono::microseconds timestamp) const {
+  Uptime dueTime(std::chrono::microseconds timestamp) const {
     // Unsigned: the reader keeps timestamps in order, but not within any range.
     uint64_t sinceFirst =
         static_cast<uint64_t>(timestamp.count()) - static_cast<uint64_t>(firstTimestamp->count());
@@ -102,7 +102,7 @@ struct CaptureReplayCentral::Playback {
     double scaled = std::min(static_cast<double>(offset.count()) / options.speed,
                              static_cast<double>(kLatestOffset.count()));
     return *origin +
-           std::chrono::round<Date::duration>(std::chrono::duration<double, std::micro>(scaled));
+           std::chrono::round<Uptime::duration>(std::chrono::duration<double, std::micro>(scaled));
   }
 
   // Reads ahead one event; false at the end of what can be read.
@@ -193,10 +193,10 @@ struct CaptureReplayCentral::Playback {
   static void pump(const std::shared_ptr<Playback>& self, uint64_t forScan) {
     std::lock_guard lock(self->mutex);
     if (!self->active(forScan)) return;
-    Date now = self->options.clock->now();
+    Uptime now = self->options.clock->uptime();
     int delivered = 0;
     while (self->active(forScan) && self->readNext()) {
-      Date due = self->dueTime(self->next.timestamp);
+      Uptime due = self->dueTime(self->next.timestamp);
       if (due < self->scanStart) {  // came due while no scan ran
         self->hasNext = false;
         continue;
@@ -280,7 +280,7 @@ void CaptureReplayCentral::scanForPeripherals(const std::vector<std::string>& se
   playback.allowDuplicates = allowDuplicates;
   playback.reported.clear();
   playback.scanning = true;
-  playback.scanStart = playback.options.clock->now();
+  playback.scanStart = playback.options.clock->uptime();
   if (!playback.origin) playback.origin = playback.scanStart;
   uint64_t scan = ++playback.scan;
   playback.queue->async([self = playback_, scan] { Playback::pump(self, scan); });

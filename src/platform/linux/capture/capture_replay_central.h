@@ -22,7 +22,8 @@ class CaptureReplayCentral final : public BluetoothCentral {
  public:
   struct Options {
     std::filesystem::path path;
-    // The platform's clock; the delegate queue's delays must run on its time.
+    // The platform's clock: its uptime paces the replay, as the delegate
+    // queue's delays run on it.
     std::shared_ptr<Clock> clock;
     std::shared_ptr<Log> log;
     double speed = 1.0;  // 2 plays twice as fast as recorded
