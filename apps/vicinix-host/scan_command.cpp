@@ -15,6 +15,7 @@
 #include "platform/linux/capture/capture_replay_central.h"
 #include "platform/linux/glib_dispatch_queue.h"
 #include "platform/linux/standard_stream_log.h"
+#include "platform/linux/system_clock.h"
 #include "scan_tally.h"
 
 namespace vicinix::host {
@@ -22,14 +23,6 @@ namespace {
 
 // Gaps are measured on the monotonic clock: an NTP step during a field check
 // must not look like a beacon falling silent.
-class SteadyClock final : public Clock {
- public:
-  Date now() const override {
-    return Date(std::chrono::duration_cast<Date::duration>(
-        std::chrono::steady_clock::now().time_since_epoch()));
-  }
-};
-
 volatile sig_atomic_t gInterrupted = 0;
 
 // A capture on virtual time: the whole scan takes as long as reading it.
@@ -66,7 +59,7 @@ int runScan(const ScanOptions& options) {
     std::cerr << "scan: error: --source " << options.source << ": " << error << "\n";
     return 2;
   }
-  auto tally = std::make_shared<ScanTally>(std::make_shared<SteadyClock>());
+  auto tally = std::make_shared<ScanTally>(makeSystemClock());
   auto queue = makeGlibDispatchQueueFactory()->makeSerialQueue("scan");
   auto central = source->centralFactory(makeStandardStreamLog())(*tally, queue);
   std::cout << "scan: listening to " << options.source << " for " << options.seconds

@@ -48,10 +48,10 @@ std::string format(const char* pattern, auto... values) {
 }  // namespace
 
 ScanTally::ScanTally(std::shared_ptr<Clock> clock, double lostTimeoutSeconds)
-    : clock_(std::move(clock)), lostTimeout_(lostTimeoutSeconds), start_(clock_->now()) {}
+    : clock_(std::move(clock)), lostTimeout_(lostTimeoutSeconds), start_(clock_->uptime()) {}
 
 double ScanTally::secondsNow() const {
-  return std::chrono::duration<double>(clock_->now() - start_).count();
+  return std::chrono::duration<double>(clock_->uptime() - start_).count();
 }
 
 void ScanTally::centralManagerDidUpdateState(BluetoothCentral& central) {

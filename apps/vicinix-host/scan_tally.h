@@ -42,7 +42,7 @@ class ScanTally final : public BluetoothCentralDelegate {
 
   std::shared_ptr<Clock> clock_;
   const double lostTimeout_;
-  const Date start_;
+  const Uptime start_;
   mutable std::mutex mutex_;
   bool poweredOn_ = false;
   std::optional<double> scanningSince_;
