@@ -16,17 +16,26 @@ QtWebView::QtWebView() : QtView(new QWebEngineView, true) {
     // Reported here; the failed load the engine reports for stop() is not
     // reported again.
     finish(false);
+    timedOut_ = true;
     if (QWebEngineView* view = engineView()) view->stop();
   });
   // The timer is the connections' context: it goes before the widget does.
   // Also the navigations the page makes itself (a link, a script), which
   // are reported as they end, without our timeout.
+  // A busy engine may announce the start of a load only after it timed out;
+  // that start and its end are not a new load.
   QObject::connect(engineView(), &QWebEngineView::loadStarted, &timeout_, [this] {
+    if (timedOut_) return;
     loading_ = true;
     loaded_ = false;
   });
-  QObject::connect(engineView(), &QWebEngineView::loadFinished, &timeout_,
-                   [this](bool ok) { finish(ok); });
+  QObject::connect(engineView(), &QWebEngineView::loadFinished, &timeout_, [this](bool ok) {
+    if (timedOut_) {
+      timedOut_ = false;  // the end of the stopped load; later ones are the page's own
+      return;
+    }
+    finish(ok);
+  });
   applyBackground();
 }
 
@@ -38,6 +47,7 @@ void QtWebView::load(const std::string& url, std::chrono::milliseconds timeout) 
   QWebEngineView* view = engineView();
   if (view == nullptr) return;
   url_ = url;
+  timedOut_ = false;
   loading_ = true;
   loaded_ = false;
   timeout_.start(timeout);

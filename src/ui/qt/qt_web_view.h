@@ -35,6 +35,8 @@ class QtWebView final : public QtView<WebView> {
   std::string url_;
   bool opaque_ = true;
   bool loading_ = false;
+  // The last load() ran out of time; the engine's later reports of it are ignored.
+  bool timedOut_ = false;
   bool loaded_ = false;
   std::function<void(bool ok)> loadFinished_;
   QTimer timeout_;
