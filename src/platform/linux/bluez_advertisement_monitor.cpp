@@ -3,6 +3,8 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/linux/dbus_error_text.h"
+
 namespace vicinix {
 namespace {
 
@@ -101,16 +103,6 @@ GVariant* onGetProperty(GDBusConnection*, const gchar*, const gchar*, const gcha
 
 const GDBusInterfaceVTable kVTable = {onMethodCall, onGetProperty, nullptr, {}};
 
-std::string errorText(const GError* error) {
-  gchar* remote = g_dbus_error_get_remote_error(error);
-  GError* copy = g_error_copy(error);
-  g_dbus_error_strip_remote_error(copy);
-  std::string text = (remote != nullptr ? std::string(remote) + ": " : "") + copy->message;
-  g_error_free(copy);
-  g_free(remote);
-  return text;
-}
-
 }  // namespace
 
 BluezAdvertisementMonitor::BluezAdvertisementMonitor(
@@ -144,7 +136,7 @@ BluezAdvertisementMonitor::BluezAdvertisementMonitor(
         std::unique_ptr<SharedPtr> shared(static_cast<SharedPtr*>(data));
         GError* error = nullptr;
         GVariant* reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &error);
-        if ((*shared)->alive) (*shared)->done(reply != nullptr, error ? errorText(error) : "");
+        if ((*shared)->alive) (*shared)->done(reply != nullptr, error ? dbusErrorText(error) : "");
         if (reply != nullptr) g_variant_unref(reply);
         g_clear_error(&error);
       },

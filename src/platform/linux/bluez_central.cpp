@@ -17,6 +17,7 @@
 #include "platform/linux/bluez_advertisement_monitor.h"
 #include "platform/linux/bluez_device_tracker.h"
 #include "platform/linux/central_delegate_link.h"
+#include "platform/linux/dbus_error_text.h"
 #include "platform/linux/glib_dispatch_queue.h"
 #include "platform/linux/service_uuid.h"
 
@@ -37,18 +38,6 @@ constexpr int kRetryCapSeconds = 30;
 
 bool isOfType(GVariant* value, const char* type) {
   return value != nullptr && g_variant_is_of_type(value, G_VARIANT_TYPE(type));
-}
-
-// "org.bluez.Error.NotReady: Resource Not Ready", without GDBus's wrapping.
-std::string errorText(const GError* error) {
-  if (error == nullptr) return "unknown error";
-  gchar* remote = g_dbus_error_get_remote_error(error);
-  GError* copy = g_error_copy(error);
-  g_dbus_error_strip_remote_error(copy);
-  std::string text = (remote != nullptr ? std::string(remote) + ": " : "") + copy->message;
-  g_error_free(copy);
-  g_free(remote);
-  return text;
 }
 
 bool isPowerOfTen(int n) {
@@ -124,7 +113,7 @@ class BluezCentral final : public BluetoothCentral {
       g_free(address);
     }
     if (connection_ == nullptr) {
-      warn("cannot reach the system bus (" + errorText(error) + "); BlueZ is out of reach");
+      warn("cannot reach the system bus (" + dbusErrorText(error) + "); BlueZ is out of reach");
       g_clear_error(&error);
       setState(BluetoothCentralState::unsupported);
       return;
@@ -243,7 +232,7 @@ class BluezCentral final : public BluetoothCentral {
          [this, generation](GVariant* reply, const GError* error) {
            if (generation != objectsGeneration_) return;  // bluetoothd went away since
            if (error != nullptr) {
-             warn("cannot list BlueZ's objects: " + errorText(error));
+             warn("cannot list BlueZ's objects: " + dbusErrorText(error));
              reevaluate();
              return;
            }
@@ -470,7 +459,7 @@ class BluezCentral final : public BluetoothCentral {
              // A BlueZ without filters still scans, only less selectively.
              if (!isBluezError(error, "NotSupported") && !isBluezError(error, "InvalidArguments"))
                return discoveryFailed("SetDiscoveryFilter", error);
-             warn("SetDiscoveryFilter failed: " + errorText(error) + "; scanning unfiltered");
+             warn("SetDiscoveryFilter failed: " + dbusErrorText(error) + "; scanning unfiltered");
              filterUnsupported_.insert(path);
            }
            startIt();
@@ -561,7 +550,7 @@ class BluezCentral final : public BluetoothCentral {
     ++failures_;
     int seconds = std::min(1 << level, kRetryCapSeconds);
     if (failures_ <= 6)
-      warn(std::string(what) + " failed: " + errorText(error) + "; trying again in " +
+      warn(std::string(what) + " failed: " + dbusErrorText(error) + "; trying again in " +
            std::to_string(seconds) + " s");
     retryTimer_->arm(std::chrono::seconds(seconds));
   }
@@ -599,7 +588,7 @@ class BluezCentral final : public BluetoothCentral {
     if (!adapters_.contains(path)) return;
     call(path, kAdapterInterface, "StopDiscovery", nullptr, nullptr,
          [this](GVariant*, const GError* error) {
-           if (error != nullptr) warn("StopDiscovery failed: " + errorText(error));
+           if (error != nullptr) warn("StopDiscovery failed: " + dbusErrorText(error));
          });
   }
 
