@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <fstream>
 
-#include "core/property_list.h"
+#include "base/property_list.h"
 #include "platform/fake/fake_sdk.h"
 #include "ui/vicinix_appearance.h"
 

@@ -1,8 +1,8 @@
 #include <iostream>
 
+#include "base/date_format.h"
+#include "base/url.h"
 #include "commands.h"
-#include "core/date_format.h"
-#include "core/url.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/event_factory.h"
 #include "events/event_manager.h"

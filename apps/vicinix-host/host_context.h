@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "core/sdk.h"
+#include "base/sdk.h"
 #include "observed_http_client.h"
 
 namespace vicinix::host {

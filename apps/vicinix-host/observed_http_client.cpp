@@ -1,6 +1,6 @@
 #include "observed_http_client.h"
 
-#include "core/json_value.h"
+#include "base/json_value.h"
 
 namespace vicinix::host {
 

@@ -14,11 +14,11 @@
 #include <cstring>
 #include <iostream>
 
+#include "base/json_value.h"
+#include "base/notification_center.h"
 #include "campaigns/vicinix_notification_client.h"
 #include "commands.h"
 #include "console_notification_center.h"
-#include "core/json_value.h"
-#include "core/notification_center.h"
 #include "core/vicinix.h"
 #include "data/model/event_factory.h"
 #include "host_context.h"

@@ -2,8 +2,8 @@
 
 #include <iostream>
 
+#include "base/sdk.h"
 #include "commands.h"
-#include "core/sdk.h"
 #include "data/model/beacon.h"
 #include "data/model/event_factory.h"
 #include "data/model/event_type.h"

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "core/date_format.h"
-#include "core/sdk.h"
+#include "base/date_format.h"
+#include "base/sdk.h"
 #include "core/vicinix.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/attribute_table.h"

@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "core/sdk.h"
+#include "base/sdk.h"
 
 namespace vicinix {
 namespace {

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/url.h"
 #include "beacons/beacon_id.h"
-#include "core/url.h"
 
 namespace vicinix {
 

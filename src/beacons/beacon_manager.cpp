@@ -2,10 +2,10 @@
 
 #include <any>
 
+#include "base/notification_center.h"
+#include "base/sdk.h"
+#include "base/uuid.h"
 #include "campaigns/campaign_manager.h"
-#include "core/notification_center.h"
-#include "core/sdk.h"
-#include "core/uuid.h"
 #include "core/vicinix.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/beacon_factory.h"

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string>
 
-#include "core/notification_center.h"
-#include "core/sdk.h"
+#include "base/notification_center.h"
+#include "base/sdk.h"
 
 namespace vicinix {
 namespace {

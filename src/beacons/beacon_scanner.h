@@ -7,10 +7,10 @@
 #include <optional>
 #include <unordered_map>
 
+#include "base/dispatch_timer.h"
+#include "base/notification_center.h"
 #include "beacons/beacon_info.h"
 #include "beacons/beacon_scanner_delegate.h"
-#include "core/dispatch_timer.h"
-#include "core/notification_center.h"
 #include "platform/bluetooth_central.h"
 #include "platform/clock.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/url.h"
 #include "beacons/beacon_info.h"
-#include "core/url.h"
 
 namespace vicinix {
 

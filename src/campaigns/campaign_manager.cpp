@@ -4,9 +4,9 @@
 #include <chrono>
 #include <string>
 
+#include "base/notification_center.h"
+#include "base/sdk.h"
 #include "campaigns/vicinix_notification_client.h"
-#include "core/notification_center.h"
-#include "core/sdk.h"
 #include "core/vicinix.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/beacon_factory.h"

@@ -3,7 +3,7 @@
 #include <functional>
 #include <vector>
 
-#include "core/json_value.h"
+#include "base/json_value.h"
 #include "data/model/beacon.h"
 
 namespace vicinix {

@@ -4,9 +4,9 @@
 #include <cerrno>
 #include <system_error>
 
-#include "core/atomic_file.h"
-#include "core/private_directory.h"
-#include "core/sdk.h"
+#include "base/atomic_file.h"
+#include "base/private_directory.h"
+#include "base/sdk.h"
 #include "data/model/cache_file_name.h"
 
 namespace vicinix {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "core/url.h"
+#include "base/url.h"
 #include "platform/image_codec.h"
 
 namespace vicinix {

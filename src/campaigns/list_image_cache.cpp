@@ -2,8 +2,8 @@
 
 #include <system_error>
 
+#include "base/sdk.h"
 #include "campaigns/image_downloader.h"
-#include "core/sdk.h"
 #include "data/model/cache_file_name.h"
 
 namespace vicinix {

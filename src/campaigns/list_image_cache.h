@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "core/lru_cache.h"
+#include "base/lru_cache.h"
 #include "platform/image_codec.h"
 
 namespace vicinix {

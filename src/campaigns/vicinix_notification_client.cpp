@@ -3,9 +3,9 @@
 #include <fstream>
 #include <system_error>
 
+#include "base/sdk.h"
+#include "base/uuid.h"
 #include "campaigns/image_downloader.h"
-#include "core/sdk.h"
-#include "core/uuid.h"
 #include "core/vicinix.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/cache_file_name.h"

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <vector>
 
+#include "base/notification_center.h"
+#include "base/sdk.h"
 #include "beacons/beacon_manager.h"
 #include "campaigns/campaign_manager.h"
 #include "campaigns/vicinix_notification_client.h"
-#include "core/notification_center.h"
-#include "core/sdk.h"
 #include "core/sdk_version.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/campaign_factory.h"

@@ -2,11 +2,11 @@
 
 #include <cmath>
 
-#include "core/date_format.h"
-#include "core/fatal.h"
-#include "core/property_list.h"
-#include "core/sdk.h"
-#include "core/uuid.h"
+#include "base/date_format.h"
+#include "base/fatal.h"
+#include "base/property_list.h"
+#include "base/sdk.h"
+#include "base/uuid.h"
 #include "network/graphql_client.h"
 #include "network/reachability.h"
 #include "ui/vicinix_appearance.h"

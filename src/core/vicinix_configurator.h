@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/json_value.h"
+#include "base/json_value.h"
 
 namespace vicinix {
 

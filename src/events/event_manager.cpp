@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "core/sdk.h"
+#include "base/sdk.h"
 #include "data/model/event_factory.h"
 
 namespace vicinix {

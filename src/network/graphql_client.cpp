@@ -1,8 +1,8 @@
 #include "network/graphql_client.h"
 
-#include "core/sdk.h"
+#include "base/sdk.h"
+#include "base/url.h"
 #include "core/sdk_version.h"
-#include "core/url.h"
 #include "core/vicinix_configurator.h"
 #include "events/chunked.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "core/json_value.h"
+#include "base/json_value.h"
 #include "data/model/beacon.h"
 #include "data/model/campaign.h"
 #include "data/model/event.h"

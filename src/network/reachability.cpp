@@ -1,7 +1,7 @@
 #include "network/reachability.h"
 
-#include "core/notification_center.h"
-#include "core/sdk.h"
+#include "base/notification_center.h"
+#include "base/sdk.h"
 
 namespace vicinix {
 namespace {

@@ -1,6 +1,6 @@
 #include "ui/toolkit_view_controller.h"
 
-#include "core/sdk.h"
+#include "base/sdk.h"
 #include "ui/vicinix_navigation_view_controller.h"
 
 namespace vicinix {

@@ -6,8 +6,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "core/atomic_file.h"
-#include "core/sdk.h"
+#include "base/atomic_file.h"
+#include "base/sdk.h"
 
 namespace vicinix {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <variant>
 
-#include "core/property_list.h"
+#include "base/property_list.h"
 #include "ui/color.h"
 #include "ui/status_bar_style.h"
 

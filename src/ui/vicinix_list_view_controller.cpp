@@ -1,6 +1,6 @@
 #include "ui/vicinix_list_view_controller.h"
 
-#include "core/sdk.h"
+#include "base/sdk.h"
 #include "core/vicinix.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/campaign_factory.h"

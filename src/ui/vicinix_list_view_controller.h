@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "core/notification_center.h"
+#include "base/notification_center.h"
 #include "data/model/campaign.h"
 #include "data/model/campaign_results.h"
 #include "ui/toolkit.h"

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <charconv>
 
+#include "base/fatal.h"
+#include "base/sdk.h"
+#include "base/url.h"
 #include "campaigns/image_downloader.h"
-#include "core/fatal.h"
-#include "core/sdk.h"
-#include "core/url.h"
 #include "data/model/block_factory.h"
 #include "data/model/campaign_factory.h"
 #include "ui/markdown_renderer.h"

@@ -1,7 +1,7 @@
 #include "ui/vicinix_web_view_controller.h"
 
+#include "base/url.h"
 #include "core/sdk_version.h"
-#include "core/url.h"
 #include "core/vicinix_configurator.h"
 
 namespace vicinix {

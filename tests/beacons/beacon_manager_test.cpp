@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/notification_center.h"
+#include "base/notification_center.h"
 #include "core/vicinix.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/beacon_factory.h"

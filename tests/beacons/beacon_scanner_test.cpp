@@ -4,7 +4,7 @@
 
 #include <functional>
 
-#include "core/notification_center.h"
+#include "base/notification_center.h"
 #include "platform/fake/fake_sdk.h"
 
 namespace vicinix {

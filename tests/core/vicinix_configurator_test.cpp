@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "core/property_list.h"
+#include "base/property_list.h"
 #include "platform/fake/fake_sdk.h"
 #include "support/graphql_responder.h"
 #include "support/scoped_time_zone.h"

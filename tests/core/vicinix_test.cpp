@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/notification_center.h"
+#include "base/notification_center.h"
 #include "data/model/campaign_factory.h"
 #include "data/model/event_factory.h"
 #include "data/model/event_table.h"

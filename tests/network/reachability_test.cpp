@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/notification_center.h"
+#include "base/notification_center.h"
 #include "platform/fake/fake_sdk.h"
 
 namespace vicinix {

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "core/sdk.h"
+#include "base/sdk.h"
 
 namespace vicinix::test {
 

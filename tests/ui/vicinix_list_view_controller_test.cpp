@@ -4,7 +4,7 @@
 
 #include <thread>
 
-#include "core/notification_center.h"
+#include "base/notification_center.h"
 #include "core/vicinix.h"
 #include "data/model/campaign_factory.h"
 #include "data/model/campaign_table.h"

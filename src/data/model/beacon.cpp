@@ -1,7 +1,7 @@
 #include "data/model/beacon.h"
 
-#include "core/date_format.h"
-#include "core/sdk.h"
+#include "base/date_format.h"
+#include "base/sdk.h"
 #include "core/vicinix_configurator.h"
 
 namespace vicinix {

@@ -1,7 +1,7 @@
 #include "data/model/beacon_factory.h"
 
-#include "core/sdk.h"
-#include "core/uuid.h"
+#include "base/sdk.h"
+#include "base/uuid.h"
 #include "data/model/beacon_table.h"
 
 namespace vicinix {

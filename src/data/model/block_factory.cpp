@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "base/sdk.h"
 #include "campaigns/image_downloader.h"
-#include "core/sdk.h"
 #include "data/model/attribute_table.h"
 #include "data/model/block_table.h"
 #include "data/model/json_reads.h"

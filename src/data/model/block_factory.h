@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "core/json_value.h"
+#include "base/json_value.h"
 #include "data/model/attribute.h"
 #include "data/model/block.h"
 #include "data/model/database_handle.h"

@@ -1,6 +1,6 @@
 #include "data/model/cache_file_name.h"
 
-#include "core/url.h"
+#include "base/url.h"
 
 namespace vicinix {
 

@@ -1,8 +1,8 @@
 #include "data/model/campaign_factory.h"
 
+#include "base/notification_center.h"
+#include "base/sdk.h"
 #include "campaigns/image_downloader.h"
-#include "core/notification_center.h"
-#include "core/sdk.h"
 #include "core/vicinix.h"
 #include "data/model/attribute_table.h"
 #include "data/model/block_factory.h"

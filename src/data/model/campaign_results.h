@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "core/lru_cache.h"
+#include "base/lru_cache.h"
 #include "data/model/campaign.h"
 
 namespace vicinix {

@@ -5,7 +5,7 @@
 
 #include <stdexcept>
 
-#include "core/sdk.h"
+#include "base/sdk.h"
 
 namespace vicinix {
 namespace {

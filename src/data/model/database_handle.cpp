@@ -9,8 +9,8 @@
 #include <mutex>
 #include <utility>
 
-#include "core/atomic_file.h"
-#include "core/sdk.h"
+#include "base/atomic_file.h"
+#include "base/sdk.h"
 #include "data/model/realm_configurator.h"
 
 namespace vicinix {

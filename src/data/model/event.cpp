@@ -1,7 +1,7 @@
 #include "data/model/event.h"
 
-#include "core/sdk.h"
-#include "core/uuid.h"
+#include "base/sdk.h"
+#include "base/uuid.h"
 
 namespace vicinix {
 

@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "core/date_format.h"
-#include "core/sdk.h"
+#include "base/date_format.h"
+#include "base/sdk.h"
 #include "data/model/event_table.h"
 
 namespace vicinix {

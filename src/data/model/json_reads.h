@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "core/json_value.h"
+#include "base/json_value.h"
 
 namespace vicinix {
 

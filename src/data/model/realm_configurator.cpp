@@ -1,7 +1,7 @@
 #include "data/model/realm_configurator.h"
 
-#include "core/private_directory.h"
-#include "core/sdk.h"
+#include "base/private_directory.h"
+#include "base/sdk.h"
 
 namespace vicinix {
 namespace {

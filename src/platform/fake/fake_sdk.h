@@ -5,7 +5,7 @@
 #include <memory>
 #include <optional>
 
-#include "core/sdk.h"
+#include "base/sdk.h"
 #include "platform/fake/fake_application.h"
 #include "platform/fake/fake_bluetooth_central.h"
 #include "platform/fake/fake_http_client.h"

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "core/hex.h"
+#include "base/hex.h"
 
 namespace vicinix {
 namespace {

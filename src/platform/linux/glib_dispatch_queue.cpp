@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "core/fatal.h"
+#include "base/fatal.h"
 
 namespace vicinix {
 namespace {

@@ -9,7 +9,7 @@
 #include <string>
 #include <type_traits>
 
-#include "core/property_list.h"
+#include "base/property_list.h"
 
 namespace vicinix {
 namespace {

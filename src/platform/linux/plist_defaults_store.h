@@ -5,7 +5,7 @@
 #include <memory>
 #include <string_view>
 
-#include "core/atomic_file.h"
+#include "base/atomic_file.h"
 #include "platform/defaults_store.h"
 #include "platform/log.h"
 

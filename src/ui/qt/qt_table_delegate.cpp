@@ -2,7 +2,7 @@
 
 #include <QPainter>
 
-#include "core/sdk.h"
+#include "base/sdk.h"
 #include "ui/qt/qt_table_model.h"
 #include "ui/qt/qt_view_widget.h"
 #include "ui/vicinix_appearance.h"

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/notification_center.h"
+#include "base/notification_center.h"
 #include "core/vicinix.h"
 #include "data/model/attribute_table.h"
 #include "data/model/block_factory.h"

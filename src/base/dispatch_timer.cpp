@@ -1,6 +1,6 @@
-#include "core/dispatch_timer.h"
+#include "base/dispatch_timer.h"
 
-#include "core/sdk.h"
+#include "base/sdk.h"
 
 namespace vicinix {
 

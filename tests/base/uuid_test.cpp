@@ -1,4 +1,4 @@
-#include "core/uuid.h"
+#include "base/uuid.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
-#include "core/uuid.h"
+#include "base/uuid.h"
 
 #include <cstdint>
 #include <random>
 
-#include "core/hex.h"
+#include "base/hex.h"
 
 namespace vicinix {
 

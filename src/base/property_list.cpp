@@ -1,4 +1,4 @@
-#include "core/property_list.h"
+#include "base/property_list.h"
 
 #include <plist/plist.h>
 

@@ -1,4 +1,4 @@
-#include "core/date_format.h"
+#include "base/date_format.h"
 
 #include <time.h>
 

@@ -1,8 +1,8 @@
-#include "core/notification_center.h"
+#include "base/notification_center.h"
 
 #include <algorithm>
 
-#include "core/sdk.h"
+#include "base/sdk.h"
 
 namespace vicinix {
 

@@ -1,4 +1,4 @@
-#include "core/private_directory.h"
+#include "base/private_directory.h"
 
 #include <system_error>
 
@@ -6,7 +6,7 @@
 #include <sys/xattr.h>
 #endif
 
-#include "core/sdk.h"
+#include "base/sdk.h"
 
 namespace vicinix {
 namespace {

@@ -1,4 +1,4 @@
-#include "core/dispatch_timer.h"
+#include "base/dispatch_timer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include "core/sdk.h"
+#include "base/sdk.h"
 
 #include <atomic>
 
-#include "core/fatal.h"
+#include "base/fatal.h"
 
 namespace vicinix {
 namespace {

@@ -1,4 +1,4 @@
-#include "core/url.h"
+#include "base/url.h"
 
 #include <cctype>
 
