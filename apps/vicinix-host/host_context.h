@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
+#include "base/observed_http_client.h"
 #include "base/sdk.h"
-#include "observed_http_client.h"
 
 namespace vicinix::host {
 

@@ -15,6 +15,7 @@
 #include "ui/qt/qt_toolkit.h"
 #include "ui/qt/qt_view_core.h"
 #include "ui/qt/qt_window_view_controller.h"
+#include "ui/sheet_navigation_view_controller.h"
 #include "ui/vicinix_list_view_controller.h"
 #include "ui/vicinix_navigation_view_controller.h"
 
@@ -36,28 +37,6 @@ void displayMessages(QtMsgType type, const QMessageLogContext&, const QString& m
     std::_Exit(2);
   }
 }
-
-// The window's list container. A desktop window has room beside the list, so
-// a campaign the list opens comes up in a sheet with "Close" over the window,
-// as one from a notification does, and the list stays where it was.
-class SheetNavigationViewController final : public VicinixNavigationViewController {
- public:
-  SheetNavigationViewController(std::shared_ptr<ToolkitViewController> list,
-                                std::shared_ptr<ViewController> root)
-      : VicinixNavigationViewController(std::move(list)), root_(std::move(root)) {}
-
-  void pushViewController(std::shared_ptr<ToolkitViewController> viewController,
-                          bool animated) override {
-    auto root = root_.lock();
-    if (!viewController || !root) return;
-    auto sheet = std::make_shared<VicinixNavigationViewController>(std::move(viewController));
-    sheet->addDismissButton();
-    root->present(sheet, animated);
-  }
-
- private:
-  std::weak_ptr<ViewController> root_;
-};
 
 }  // namespace
 

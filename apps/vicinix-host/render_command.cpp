@@ -1,3 +1,5 @@
+#include <vicinix/vicinix_appearance.h>
+
 #include <QApplication>
 #include <QImage>
 #include <QPixmap>
@@ -16,7 +18,6 @@
 #include "qt_messages.h"
 #include "ui/qt/qt_toolkit.h"
 #include "ui/qt/qt_view_core.h"
-#include "ui/vicinix_appearance.h"
 #include "ui/vicinix_info_view.h"
 #include "ui/vicinix_list_view_controller.h"
 #include "ui/vicinix_navigation_view_controller.h"

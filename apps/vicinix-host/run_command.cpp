@@ -6,6 +6,8 @@
 #include <signal.h>
 #include <sys/file.h>
 #include <unistd.h>
+#include <vicinix/notification_center.h>
+#include <vicinix/vicinix.h>
 
 #include <QApplication>
 #include <algorithm>
@@ -15,16 +17,13 @@
 #include <iostream>
 
 #include "base/json_value.h"
-#include "base/notification_center.h"
-#include "campaigns/vicinix_notification_client.h"
 #include "commands.h"
 #include "console_notification_center.h"
-#include "core/vicinix.h"
-#include "data/model/event_factory.h"
 #include "host_context.h"
 #include "host_window.h"
 #include "platform/linux/capture/capture_file_reader.h"
 #include "platform/linux/capture/capture_replay_central.h"
+#include "platform/linux/host_lifecycle.h"
 #include "platform/linux/linux_application.h"
 #include "platform/linux/linux_platform.h"
 #include "ui/qt/qt_toolkit.h"
@@ -207,15 +206,11 @@ int runRun(const RunOptions& options) {
     platform.notifications =
         std::make_shared<ConsoleNotificationCenter>(platform.queues->mainQueue());
   }
-  auto notifications = platform.notifications;
 
   HostContext context(std::move(platform), options.endpoint, options.debug);
   context.http().setReporter(reportExchange);
   // A click is the user's answer to a notification: hand it to the SDK.
-  notifications->setResponseHandler([](const NotificationResponse& response) {
-    Sdk::current().mainQueue().async(
-        [response] { VicinixNotificationClient::notificationTapped(response); });
-  });
+  HostLifecycle::forwardNotificationClicks(context.sdk());
   NotificationCenter& center = NotificationCenter::defaultCenter();
   center.addObserver(
       Vicinix::bluetoothStatusChanged, [](const NotificationCenter::Notification& n) {
@@ -281,29 +276,9 @@ int runRun(const RunOptions& options) {
   // A signal or the end of --duration closes the window as the user would.
   if (window) window->close();
   std::cout << "lifecycle: shutting down" << std::endl;
-  Vicinix::applicationDidEnterBackground();
-  // The store empties once the backend has taken the events; a refusal keeps
-  // them for the next run. An upload deletes only what it read, so events
-  // recorded meanwhile (a campaign reply still on its way) go in another one.
-  EventFactory& events = EventFactory::shared();
-  auto recordedBy = [&](Date read) {
-    auto stored = events.allEvents();
-    return stored && std::ranges::any_of(
-                         *stored, [read](const Event& event) { return event.created <= read; });
-  };
-  bool drained = false;
-  auto deadline = std::chrono::steady_clock::now() + kUploadGrace;
-  while (!drained && std::chrono::steady_clock::now() < deadline) {
-    Date read = context.sdk().clock().now();
-    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        deadline - std::chrono::steady_clock::now());
-    context.runUntil([&] { return context.http().inFlight() == 0 && !recordedBy(read); }, left);
-    // A database that cannot be read has nothing more to send.
-    drained = events.count().value_or(0) == 0;
-    if (!drained && !recordedBy(read)) Vicinix::logEvents(nullptr);
-  }
+  const ShutdownReport shutdown = HostLifecycle::drainStoredEvents(context.http(), kUploadGrace);
   if (!capture.empty()) printReplaySummary(progress->counts());
-  if (!drained) std::cerr << "run: events not uploaded within 5 s; they stay stored\n";
+  if (!shutdown.uploaded) std::cerr << "run: events not uploaded within 5 s; they stay stored\n";
   return 0;
 }
 

@@ -1,10 +1,11 @@
 #include "state_printer.h"
 
+#include <vicinix/vicinix.h>
+
 #include <algorithm>
 
 #include "base/date_format.h"
 #include "base/sdk.h"
-#include "core/vicinix.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/attribute_table.h"
 #include "data/model/beacon_table.h"

@@ -1,4 +1,4 @@
-#include "base/notification_center.h"
+#include <vicinix/notification_center.h>
 
 #include <algorithm>
 

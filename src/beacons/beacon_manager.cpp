@@ -1,12 +1,13 @@
 #include "beacons/beacon_manager.h"
 
+#include <vicinix/notification_center.h>
+#include <vicinix/vicinix.h>
+
 #include <any>
 
-#include "base/notification_center.h"
 #include "base/sdk.h"
 #include "base/uuid.h"
 #include "campaigns/campaign_manager.h"
-#include "core/vicinix.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/beacon_factory.h"
 #include "network/graphql_client.h"

@@ -1,9 +1,10 @@
 #include "beacons/beacon_scanner.h"
 
+#include <vicinix/notification_center.h>
+
 #include <algorithm>
 #include <string>
 
-#include "base/notification_center.h"
 #include "base/sdk.h"
 
 namespace vicinix {

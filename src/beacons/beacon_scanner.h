@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vicinix/notification_center.h>
+
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -8,7 +10,6 @@
 #include <unordered_map>
 
 #include "base/dispatch_timer.h"
-#include "base/notification_center.h"
 #include "beacons/beacon_info.h"
 #include "beacons/beacon_scanner_delegate.h"
 #include "platform/bluetooth_central.h"

@@ -1,13 +1,14 @@
 #include "campaigns/campaign_manager.h"
 
+#include <vicinix/notification_center.h>
+#include <vicinix/vicinix.h>
+#include <vicinix/vicinix_notification_client.h>
+
 #include <algorithm>
 #include <chrono>
 #include <string>
 
-#include "base/notification_center.h"
 #include "base/sdk.h"
-#include "campaigns/vicinix_notification_client.h"
-#include "core/vicinix.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/beacon_factory.h"
 #include "data/model/campaign_factory.h"

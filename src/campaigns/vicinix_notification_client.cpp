@@ -1,4 +1,5 @@
-#include "campaigns/vicinix_notification_client.h"
+#include <vicinix/vicinix.h>
+#include <vicinix/vicinix_notification_client.h>
 
 #include <fstream>
 #include <system_error>
@@ -6,9 +7,9 @@
 #include "base/sdk.h"
 #include "base/uuid.h"
 #include "campaigns/image_downloader.h"
-#include "core/vicinix.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/cache_file_name.h"
+#include "data/model/campaign.h"
 
 namespace vicinix {
 namespace {

@@ -1,13 +1,14 @@
-#include "core/vicinix.h"
+#include <vicinix/notification_center.h>
+#include <vicinix/vicinix.h>
+#include <vicinix/vicinix_notification_client.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <vector>
 
-#include "base/notification_center.h"
 #include "base/sdk.h"
 #include "beacons/beacon_manager.h"
 #include "campaigns/campaign_manager.h"
-#include "campaigns/vicinix_notification_client.h"
 #include "core/sdk_version.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/campaign_factory.h"
@@ -30,6 +31,17 @@ namespace {
 
 constexpr double kMinimumBackgroundFetchInterval = 3600;
 
+// Without a context every call would end in an abort deep inside the SDK; a
+// host that skipped the bootstrap is told what to do instead.
+bool contextInstalled() {
+  if (Sdk::isInstalled()) return true;
+  std::fputs(
+      "Vicinix: no SDK context is installed; create a vicinix::LinuxHost "
+      "(<vicinix/linux_host.h>) before calling Vicinix\n",
+      stderr);
+  return false;
+}
+
 void postCampaignsUpdatedLater() {
   Sdk::current().mainQueue().async(
       [] { NotificationCenter::defaultCenter().post(Vicinix::campaignsUpdated); });
@@ -50,6 +62,7 @@ std::string_view toString(Vicinix::BackgroundFetchTask task) {
 }
 
 void Vicinix::start(const std::string& applicationKey) {
+  if (!contextInstalled()) return;
   Sdk& sdk = Sdk::current();
   VicinixConfigurator::checkForInternetConnection();
   VicinixConfigurator::save(applicationKey);
@@ -67,6 +80,7 @@ void Vicinix::start(const std::string& applicationKey) {
 }
 
 std::string Vicinix::applicationKey() {
+  if (!contextInstalled()) return {};
   return VicinixConfigurator::applicationKey();
 }
 
@@ -80,20 +94,28 @@ void Vicinix::firstStartSetup() {
 }
 
 void Vicinix::applicationDidBecomeActive() {
+  if (!contextInstalled()) return;
   EventFactory::shared().create(EventType::appStarted);
   CampaignManager::updateAllCampaigns(postCampaignsUpdatedLater);
 }
 
 void Vicinix::applicationDidEnterBackground() {
+  if (!contextInstalled()) return;
   EventFactory::shared().create(EventType::appClosed);
   EventManager::logAllEvents(nullptr);
 }
 
 void Vicinix::logEvents(std::function<void()> completion) {
+  if (!contextInstalled()) return;
   EventManager::logAllEvents(std::move(completion));
 }
 
 void Vicinix::performBackgroundFetch(std::function<void()> completion) {
+  if (!contextInstalled()) {
+    // Nothing to wait for: the host's fetch window closes at once.
+    if (completion) completion();
+    return;
+  }
   Sdk& sdk = Sdk::current();
   sdk.debug("BG Fetch started...");
   if (!VicinixConfigurator::sdkEnabled()) {
@@ -135,6 +157,7 @@ void Vicinix::resolveBackgroundFetch(BackgroundFetchTask task,
 
 std::shared_ptr<VicinixDetailViewController> Vicinix::makeCampaignDetailViewController(
     const Campaign& campaign) {
+  if (!contextInstalled()) return nullptr;
   if (campaign.type == "PAGE") return std::make_shared<VicinixPageViewController>();
   if (campaign.type == "WEB_PAGE") return std::make_shared<VicinixWebViewController>();
   Sdk& sdk = Sdk::current();
@@ -145,6 +168,7 @@ std::shared_ptr<VicinixDetailViewController> Vicinix::makeCampaignDetailViewCont
 }
 
 void Vicinix::openCampaignDetailInModal(const std::string& campaignID) {
+  if (!contextInstalled()) return;
   Sdk& sdk = Sdk::current();
   auto campaign = CampaignFactory::shared().find(campaignID);
   if (!campaign) {
@@ -165,22 +189,27 @@ void Vicinix::openCampaignDetailInModal(const std::string& campaignID) {
 }
 
 void Vicinix::setDebugging(bool debugging) {
+  if (!contextInstalled()) return;
   Sdk::current().setDebugging(debugging);
 }
 
 bool Vicinix::isDebugging() {
+  if (!contextInstalled()) return false;
   return Sdk::current().debugging();
 }
 
 void Vicinix::debug(std::string_view line) {
+  if (!contextInstalled()) return;
   Sdk::current().debug(line);
 }
 
 std::filesystem::path Vicinix::documentsDirectoryURL() {
+  if (!contextInstalled()) return {};
   return Sdk::current().directories().documents;
 }
 
 std::filesystem::path Vicinix::vicinixDirectoryURL() {
+  if (!contextInstalled()) return {};
   return Sdk::current().directories().library / "Vicinix";
 }
 

@@ -1,5 +1,7 @@
 #include "core/vicinix_configurator.h"
 
+#include <vicinix/vicinix_appearance.h>
+
 #include <cmath>
 
 #include "base/date_format.h"
@@ -9,7 +11,6 @@
 #include "base/uuid.h"
 #include "network/graphql_client.h"
 #include "network/reachability.h"
-#include "ui/vicinix_appearance.h"
 
 namespace vicinix {
 namespace {

@@ -1,6 +1,7 @@
 #include "network/reachability.h"
 
-#include "base/notification_center.h"
+#include <vicinix/notification_center.h>
+
 #include "base/sdk.h"
 
 namespace vicinix {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vicinix/notification_response.h>
+
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -20,37 +22,6 @@ enum NotificationAuthorizationOption : int {
   notificationBadge = 1,
   notificationSound = 2,
   notificationAlert = 4,
-};
-
-// A picture shown with a notification: a file the notification server can read.
-struct NotificationAttachment {
-  std::string identifier;
-  std::filesystem::path file;
-  bool operator==(const NotificationAttachment&) const = default;
-};
-
-struct NotificationContent {
-  std::string title;
-  std::string body;
-  bool defaultSound = false;
-  std::map<std::string, std::string> userInfo;
-  std::vector<NotificationAttachment> attachments;
-  bool operator==(const NotificationContent&) const = default;
-};
-
-// A notification to show once, `triggerDelay` seconds after it was added. A
-// request with the identifier of a pending or shown one replaces it.
-struct NotificationRequest {
-  std::string identifier;
-  NotificationContent content;
-  double triggerDelay = 0;
-  bool operator==(const NotificationRequest&) const = default;
-};
-
-// The user acted on a shown notification ("default" is a plain click).
-struct NotificationResponse {
-  NotificationRequest request;
-  std::string actionIdentifier = "default";
 };
 
 // The desktop's notification service. Completions and the response handler

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <vicinix/color.h>
+
 #include <optional>
 #include <string>
-
-#include "ui/color.h"
 
 namespace vicinix {
 

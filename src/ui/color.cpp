@@ -1,4 +1,4 @@
-#include "ui/color.h"
+#include <vicinix/color.h>
 
 #include <cctype>
 #include <cstdint>

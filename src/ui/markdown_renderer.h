@@ -1,11 +1,12 @@
 #pragma once
 
+#include <vicinix/color.h>
+
 #include <filesystem>
 #include <optional>
 #include <string>
 
 #include "ui/basic_styles.h"
-#include "ui/color.h"
 #include "ui/font.h"
 #include "ui/line_type.h"
 #include "ui/styled_text.h"

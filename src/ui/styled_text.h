@@ -1,10 +1,11 @@
 #pragma once
 
+#include <vicinix/color.h>
+
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "ui/color.h"
 #include "ui/font.h"
 
 namespace vicinix {

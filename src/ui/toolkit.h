@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vicinix/color.h>
+
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -7,7 +9,6 @@
 #include <string>
 
 #include "platform/image_codec.h"
-#include "ui/color.h"
 #include "ui/font.h"
 #include "ui/geometry.h"
 #include "ui/styled_text.h"

@@ -1,6 +1,6 @@
 #include "ui/vicinix_activity_indicator.h"
 
-#include "ui/vicinix_appearance.h"
+#include <vicinix/vicinix_appearance.h>
 
 namespace vicinix {
 

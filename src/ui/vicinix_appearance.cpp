@@ -1,4 +1,4 @@
-#include "ui/vicinix_appearance.h"
+#include <vicinix/vicinix_appearance.h>
 
 #include <cerrno>
 #include <cstring>
@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "base/atomic_file.h"
+#include "base/property_list.h"
 #include "base/sdk.h"
 
 namespace vicinix {

@@ -1,7 +1,8 @@
 #include "ui/vicinix_default_view_controller.h"
 
+#include <vicinix/vicinix_appearance.h>
+
 #include "core/vicinix_configurator.h"
-#include "ui/vicinix_appearance.h"
 #include "ui/vicinix_info_view.h"
 
 namespace vicinix {

@@ -1,6 +1,6 @@
 #include "ui/vicinix_info_view.h"
 
-#include "ui/vicinix_appearance.h"
+#include <vicinix/vicinix_appearance.h>
 
 namespace vicinix {
 

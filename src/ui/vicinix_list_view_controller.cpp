@@ -1,11 +1,12 @@
 #include "ui/vicinix_list_view_controller.h"
 
+#include <vicinix/vicinix.h>
+#include <vicinix/vicinix_appearance.h>
+
 #include "base/sdk.h"
-#include "core/vicinix.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/campaign_factory.h"
 #include "data/model/event_factory.h"
-#include "ui/vicinix_appearance.h"
 #include "ui/vicinix_detail_view_controller.h"
 #include "ui/vicinix_list_table_view_cell.h"
 #include "ui/vicinix_navigation_view_controller.h"

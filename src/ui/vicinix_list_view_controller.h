@@ -1,10 +1,12 @@
 #pragma once
 
+#include <vicinix/export.h>
+#include <vicinix/notification_center.h>
+
 #include <memory>
 #include <optional>
 #include <string>
 
-#include "base/notification_center.h"
 #include "data/model/campaign.h"
 #include "data/model/campaign_results.h"
 #include "ui/toolkit.h"
@@ -20,7 +22,8 @@ namespace vicinix {
 //
 // Not a VicinixDefaultViewController: the list shows its own update notice
 // in place of the rows, and the default one would be drawn under it.
-class VicinixListViewController : public ToolkitViewController, private TableViewDataSource {
+class VICINIX_EXPORT VicinixListViewController : public ToolkitViewController,
+                                                 private TableViewDataSource {
  public:
   static constexpr const char* VicinixListCellIdetifier = "VicinixListCell";
 

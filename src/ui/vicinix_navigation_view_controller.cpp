@@ -1,8 +1,8 @@
 #include "ui/vicinix_navigation_view_controller.h"
 
-#include <algorithm>
+#include <vicinix/vicinix_appearance.h>
 
-#include "ui/vicinix_appearance.h"
+#include <algorithm>
 
 namespace vicinix {
 namespace {

@@ -1,5 +1,7 @@
 #include "ui/vicinix_page_view_controller.h"
 
+#include <vicinix/vicinix_appearance.h>
+
 #include <algorithm>
 #include <charconv>
 
@@ -10,7 +12,6 @@
 #include "data/model/block_factory.h"
 #include "data/model/campaign_factory.h"
 #include "ui/markdown_renderer.h"
-#include "ui/vicinix_appearance.h"
 
 namespace vicinix {
 namespace {

@@ -1,10 +1,10 @@
 #include "beacons/beacon_scanner.h"
 
 #include <gtest/gtest.h>
+#include <vicinix/notification_center.h>
 
 #include <functional>
 
-#include "base/notification_center.h"
 #include "platform/fake/fake_sdk.h"
 
 namespace vicinix {

@@ -1,9 +1,9 @@
 #include "campaigns/campaign_manager.h"
 
 #include <gtest/gtest.h>
+#include <vicinix/notification_center.h>
+#include <vicinix/vicinix.h>
 
-#include "base/notification_center.h"
-#include "core/vicinix.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/beacon_factory.h"
 #include "data/model/campaign_factory.h"

@@ -1,6 +1,5 @@
-#include "campaigns/vicinix_notification_client.h"
-
 #include <gtest/gtest.h>
+#include <vicinix/vicinix_notification_client.h>
 
 #include <fstream>
 #include <iterator>

@@ -1,6 +1,7 @@
 #include "core/vicinix_configurator.h"
 
 #include <gtest/gtest.h>
+#include <vicinix/vicinix_appearance.h>
 
 #include <filesystem>
 
@@ -8,7 +9,6 @@
 #include "platform/fake/fake_sdk.h"
 #include "support/graphql_responder.h"
 #include "support/scoped_time_zone.h"
-#include "ui/vicinix_appearance.h"
 
 namespace vicinix {
 namespace {

@@ -1,8 +1,7 @@
-#include "core/vicinix.h"
-
 #include <gtest/gtest.h>
+#include <vicinix/notification_center.h>
+#include <vicinix/vicinix.h>
 
-#include "base/notification_center.h"
 #include "data/model/campaign_factory.h"
 #include "data/model/event_factory.h"
 #include "data/model/event_table.h"

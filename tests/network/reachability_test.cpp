@@ -1,8 +1,8 @@
 #include "network/reachability.h"
 
 #include <gtest/gtest.h>
+#include <vicinix/notification_center.h>
 
-#include "base/notification_center.h"
 #include "platform/fake/fake_sdk.h"
 
 namespace vicinix {

@@ -1,6 +1,5 @@
-#include "ui/vicinix_appearance.h"
-
 #include <gtest/gtest.h>
+#include <vicinix/vicinix_appearance.h>
 
 #include <fstream>
 

@@ -1,9 +1,9 @@
 #include "ui/vicinix_info_view.h"
 
 #include <gtest/gtest.h>
+#include <vicinix/vicinix_appearance.h>
 
 #include "support/screen_fixture.h"
-#include "ui/vicinix_appearance.h"
 
 namespace vicinix {
 namespace {

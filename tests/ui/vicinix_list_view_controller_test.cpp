@@ -1,16 +1,16 @@
 #include "ui/vicinix_list_view_controller.h"
 
 #include <gtest/gtest.h>
+#include <vicinix/notification_center.h>
+#include <vicinix/vicinix.h>
+#include <vicinix/vicinix_appearance.h>
 
 #include <thread>
 
-#include "base/notification_center.h"
-#include "core/vicinix.h"
 #include "data/model/campaign_factory.h"
 #include "data/model/campaign_table.h"
 #include "data/model/event_factory.h"
 #include "support/screen_fixture.h"
-#include "ui/vicinix_appearance.h"
 #include "ui/vicinix_list_table_view_cell.h"
 #include "ui/vicinix_navigation_view_controller.h"
 #include "ui/vicinix_page_view_controller.h"

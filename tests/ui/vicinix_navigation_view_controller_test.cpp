@@ -1,11 +1,11 @@
 #include "ui/vicinix_navigation_view_controller.h"
 
 #include <gtest/gtest.h>
+#include <vicinix/vicinix.h>
+#include <vicinix/vicinix_appearance.h>
 
-#include "core/vicinix.h"
 #include "data/model/campaign_factory.h"
 #include "support/screen_fixture.h"
-#include "ui/vicinix_appearance.h"
 
 namespace vicinix {
 namespace {

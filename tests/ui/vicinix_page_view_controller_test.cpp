@@ -1,10 +1,10 @@
 #include "ui/vicinix_page_view_controller.h"
 
 #include <gtest/gtest.h>
+#include <vicinix/vicinix_appearance.h>
 
 #include "core/vicinix_configurator.h"
 #include "support/screen_fixture.h"
-#include "ui/vicinix_appearance.h"
 
 namespace vicinix {
 namespace {

@@ -1,11 +1,12 @@
 #include "data/model/campaign.h"
 
+#include <vicinix/notification_center.h>
+#include <vicinix/vicinix.h>
+
 #include "base/date_format.h"
-#include "base/notification_center.h"
 #include "base/sdk.h"
 #include "campaigns/image_downloader.h"
 #include "campaigns/list_image_cache.h"
-#include "core/vicinix.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/cache_file_name.h"
 

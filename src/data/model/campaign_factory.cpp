@@ -1,9 +1,10 @@
 #include "data/model/campaign_factory.h"
 
-#include "base/notification_center.h"
+#include <vicinix/notification_center.h>
+#include <vicinix/vicinix.h>
+
 #include "base/sdk.h"
 #include "campaigns/image_downloader.h"
-#include "core/vicinix.h"
 #include "data/model/attribute_table.h"
 #include "data/model/block_factory.h"
 #include "data/model/block_table.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vicinix/export.h>
+
 #include <memory>
 #include <string>
 #include <utility>
@@ -14,7 +16,7 @@ namespace vicinix {
 // the count on the application's launcher icon where the dock shows counts;
 // URLs go to xdg-open; the key window's root is the host's, or a headless one
 // that prints what it is given. Main queue only.
-class LinuxApplication final : public Application {
+class VICINIX_EXPORT LinuxApplication final : public Application {
  public:
   // `log` gets a system line when a URL cannot be handed over. `desktopId`
   // names the host's desktop entry (without ".desktop"), which docks match

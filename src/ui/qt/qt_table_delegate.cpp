@@ -1,11 +1,12 @@
 #include "ui/qt/qt_table_delegate.h"
 
+#include <vicinix/vicinix_appearance.h>
+
 #include <QPainter>
 
 #include "base/sdk.h"
 #include "ui/qt/qt_table_model.h"
 #include "ui/qt/qt_view_widget.h"
-#include "ui/vicinix_appearance.h"
 
 namespace vicinix {
 namespace {

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <vicinix/color.h>
+
 #include <QColor>
 #include <QWidget>
-
-#include "ui/color.h"
 
 class QAbstractScrollArea;
 class QPainter;

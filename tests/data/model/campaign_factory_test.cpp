@@ -1,9 +1,9 @@
 #include "data/model/campaign_factory.h"
 
 #include <gtest/gtest.h>
+#include <vicinix/notification_center.h>
+#include <vicinix/vicinix.h>
 
-#include "base/notification_center.h"
-#include "core/vicinix.h"
 #include "data/model/attribute_table.h"
 #include "data/model/block_factory.h"
 #include "data/model/block_table.h"

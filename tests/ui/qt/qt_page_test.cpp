@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <vicinix/vicinix_appearance.h>
 
 #include <QApplication>
 #include <QImage>
@@ -14,7 +15,6 @@
 #include "ui/qt/qt_scroll_view.h"
 #include "ui/qt/qt_toolkit.h"
 #include "ui/qt/qt_view_core.h"
-#include "ui/vicinix_appearance.h"
 
 namespace vicinix {
 namespace {

@@ -1,8 +1,8 @@
-#include "observed_http_client.h"
+#include "base/observed_http_client.h"
 
 #include "base/json_value.h"
 
-namespace vicinix::host {
+namespace vicinix {
 
 void ObservedHttpClient::send(HttpRequest request, Completion completion) {
   ++inFlight_;
@@ -25,4 +25,4 @@ void ObservedHttpClient::send(HttpRequest request, Completion completion) {
                });
 }
 
-}  // namespace vicinix::host
+}  // namespace vicinix

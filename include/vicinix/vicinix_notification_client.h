@@ -1,5 +1,11 @@
 #pragma once
 
+/// @file
+/// The notification client and its tap, for hosts that receive clicks themselves.
+
+#include <vicinix/export.h>
+#include <vicinix/notification_response.h>
+
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -7,34 +13,41 @@
 #include <string>
 #include <vector>
 
-#include "data/model/campaign.h"
-#include "platform/user_notification_center.h"
-
 namespace vicinix {
 
+struct Campaign;
 class Sdk;
 
-// Turns a campaign into a desktop notification (with its picture when it has
-// one) under the daily limit, counts what was shown, keeps the stored
-// permission current, and opens the campaign when a notification is clicked.
-class VicinixNotificationClient {
+/// Turns a campaign into a desktop notification (with its picture when it
+/// has one) under the daily limit, counts what was shown, keeps the stored
+/// permission current, and opens the campaign when a notification is clicked.
+/// A host that receives clicks itself (LinuxHost does it for the desktop's
+/// notifications) forwards them to notificationTapped().
+class VICINIX_EXPORT VicinixNotificationClient {
  public:
+  /// Starts the identifier of every notification the SDK shows.
   static constexpr const char* identifierPrefix = "CampaignNotification_";
+  /// The user-info key holding the campaign's id.
   static constexpr const char* campaignIDKey = "campaignID";
 
+  /// Made by the SDK context; hosts use shared().
   explicit VicinixNotificationClient(Sdk& sdk);
+  /// The installed context's client.
   static VicinixNotificationClient& shared();
 
-  // Main queue.
+  /// Shows `campaign` as a notification unless the daily limit is reached. Main queue.
   void scheduleNotification(const Campaign& campaign);
-  // The host forwards each click here.
+  /// The host forwards each click here; a response that names a stored
+  /// campaign opens its detail screen over the topmost one. Main queue.
   static void notificationTapped(const NotificationResponse& response);
+  /// Reads whether notifications are allowed and stores the answer.
   void checkNotificationSettings();
+  /// Asks the desktop whether notifications can be shown.
   void requestNotificationAuthorization();
-  // Badge and day count after a notification was taken.
+  /// Badge and day count after a notification was taken.
   void completeNotification();
-  // Writes `data` to a fresh temporary directory as `identifier` and makes
-  // the attachment of it; nothing on failure.
+  /// Writes `data` to a fresh temporary directory as `identifier` and makes
+  /// the attachment of it; nothing on failure.
   std::optional<NotificationAttachment> createImageAttachment(const std::string& identifier,
                                                               const std::vector<uint8_t>& data);
 

@@ -6,7 +6,7 @@
 
 #include "platform/http_client.h"
 
-namespace vicinix::host {
+namespace vicinix {
 
 // Forwards to the real client and keeps what the host needs to report on:
 // how many requests are in flight, the last transport error, and the first
@@ -35,4 +35,4 @@ class ObservedHttpClient final : public HttpClient {
   std::string firstBackendError_;
 };
 
-}  // namespace vicinix::host
+}  // namespace vicinix

@@ -1,8 +1,0 @@
-#pragma once
-
-namespace vicinix {
-
-// How the modal container's navigation bar is drawn: light content or dark.
-enum class StatusBarStyle { light, dark };
-
-}  // namespace vicinix
