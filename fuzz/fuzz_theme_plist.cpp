@@ -1,13 +1,14 @@
 // A theme file is whatever lies on disk: any bytes must load or be refused,
 // and every value read from the result must resolve.
 
+#include <vicinix/vicinix_appearance.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
 
 #include "base/property_list.h"
 #include "platform/fake/fake_sdk.h"
-#include "ui/vicinix_appearance.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static vicinix::FakeSdk* env = new vicinix::FakeSdk();
