@@ -61,11 +61,11 @@ GVariant* imageData(const std::filesystem::path& file) {
     pixbuf = scaled;
   }
   GBytes* pixels = gdk_pixbuf_read_pixel_bytes(pixbuf);
-  GVariant* data = g_variant_new(
-      "(iiibii@ay)", width, height, gdk_pixbuf_get_rowstride(pixbuf),
-      gdk_pixbuf_get_has_alpha(pixbuf), gdk_pixbuf_get_bits_per_sample(pixbuf),
-      gdk_pixbuf_get_n_channels(pixbuf),
-      g_variant_new_from_bytes(G_VARIANT_TYPE_BYTESTRING, pixels, TRUE));
+  GVariant* data =
+      g_variant_new("(iiibii@ay)", width, height, gdk_pixbuf_get_rowstride(pixbuf),
+                    gdk_pixbuf_get_has_alpha(pixbuf), gdk_pixbuf_get_bits_per_sample(pixbuf),
+                    gdk_pixbuf_get_n_channels(pixbuf),
+                    g_variant_new_from_bytes(G_VARIANT_TYPE_BYTESTRING, pixels, TRUE));
   g_bytes_unref(pixels);
   g_object_unref(pixbuf);
   return data;
@@ -260,8 +260,8 @@ class FreedesktopNotificationCenter::Core {
       if (GVariant* pixels = imageData(file)) {
         g_variant_builder_add(&hints, "{sv}", "image-data", pixels);
       } else if (log_) {
-        log_->systemLine("Notification " + identifier + " goes without its picture: " +
-                         file.string() + " does not decode");
+        log_->systemLine("Notification " + identifier +
+                         " goes without its picture: " + file.string() + " does not decode");
       }
     }
     if (request.content.defaultSound) {

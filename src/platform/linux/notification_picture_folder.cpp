@@ -52,9 +52,8 @@ NotificationPictureFolder::NotificationPictureFolder(const fs::path& root,
     // Other users must not read what the campaigns show this one.
     if (made) fs::permissions(root, fs::perms::owner_all, error);
   }
-  int rootLock = root.empty() || error
-                     ? -1
-                     : openLocked(root / kRootLock, O_RDWR | O_CREAT, LOCK_EX);
+  int rootLock =
+      root.empty() || error ? -1 : openLocked(root / kRootLock, O_RDWR | O_CREAT, LOCK_EX);
   if (rootLock >= 0) {
     sweep(root);
     if (auto folder = makeFolderIn(root)) {

@@ -86,9 +86,9 @@ std::pair<int, int> imageSize(GVariant* hints) {
   g_variant_get(image.get(), "(iiibii@ay)", &width, &height, &rowstride, &alpha, &bits, &channels,
                 &pixels);
   VariantPtr owned(pixels);
-  bool consistent = bits == 8 && channels == (alpha ? 4 : 3) && rowstride >= width * channels &&
-                    g_variant_get_size(pixels) ==
-                        gsize(rowstride) * (height - 1) + gsize(width) * channels;
+  bool consistent =
+      bits == 8 && channels == (alpha ? 4 : 3) && rowstride >= width * channels &&
+      g_variant_get_size(pixels) == gsize(rowstride) * (height - 1) + gsize(width) * channels;
   return consistent ? std::pair{width, height} : std::pair{0, 0};
 }
 
