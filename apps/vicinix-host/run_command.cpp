@@ -18,6 +18,7 @@
 #include "base/notification_center.h"
 #include "campaigns/vicinix_notification_client.h"
 #include "commands.h"
+#include "exit_code.h"
 #include "console_notification_center.h"
 #include "core/vicinix.h"
 #include "data/model/event_factory.h"
@@ -27,6 +28,7 @@
 #include "platform/linux/capture/capture_replay_central.h"
 #include "platform/linux/linux_application.h"
 #include "platform/linux/linux_platform.h"
+#include "replay_summary.h"
 #include "ui/qt/qt_toolkit.h"
 
 namespace vicinix::host {
@@ -134,14 +136,6 @@ bool lockDataDirectory(const std::filesystem::path& dataDir, std::string& proble
   return true;  // the descriptor stays open, and the lock held, until exit
 }
 
-void printReplaySummary(const CaptureReplayCentral::Counts& counts) {
-  std::cerr << "replay: " << counts.records << " records, " << counts.advertisingReports
-            << " advertising reports, Eddystone UID " << counts.uidFrames << " EID "
-            << counts.eidFrames << " TLM " << counts.telemetryFrames << " URL " << counts.urlFrames
-            << ", " << counts.malformed << " advertising reports skipped as malformed"
-            << (counts.finished ? ", capture finished" : "") << "\n";
-}
-
 }  // namespace
 
 int runRun(const RunOptions& options) {
@@ -151,14 +145,14 @@ int runRun(const RunOptions& options) {
     capture = options.source.substr(7);
     if (capture.empty() || options.replaySpeed <= 0) {
       std::cerr << "run: error: --source replay:FILE needs a file and a positive --replay-speed\n";
-      return 2;
+      return kExitUsage;
     }
   } else {
     std::string error;
     auto source = BluetoothSource::parse(options.source, error);
     if (!source) {
       std::cerr << "run: error: --source " << options.source << ": " << error << "\n";
-      return 2;
+      return kExitUsage;
     }
     platformOptions.bluetooth = *source;
   }
@@ -168,7 +162,7 @@ int runRun(const RunOptions& options) {
     std::string error;
     if (!CaptureFileReader::open(capture, error)) {
       std::cerr << "run: error: cannot replay " << capture.string() << ": " << error << "\n";
-      return 2;
+      return kExitUsage;
     }
   }
   // Before anything is written: without a display there is nothing to run.
@@ -178,13 +172,13 @@ int runRun(const RunOptions& options) {
     desktop = openDesktop(problem);
     if (!desktop) {
       std::cerr << "run: error: " << problem << "\n";
-      return 2;
+      return kExitUsage;
     }
   }
 
   if (std::string problem; !lockDataDirectory(options.dataDir, problem)) {
     std::cerr << "run: error: " << problem << "\n";
-    return 2;
+    return kExitUsage;
   }
 
   Platform platform = makeLinuxPlatform(platformOptions);
@@ -250,7 +244,8 @@ int runRun(const RunOptions& options) {
         [] { std::cout << "lifecycle: background fetch completed" << std::endl; });
   });
 
-  std::cout << "run: starting with key " << options.applicationKey << " against "
+  // Where the key came from, never the key: this line ends up in the journal.
+  std::cout << "run: starting with the key from " << options.applicationKeyOrigin << " against "
             << options.endpoint << std::endl;
   // Up before the SDK starts: making the window holds the main loop up for
   // a moment, and sightings queued meanwhile would overtake the
@@ -302,9 +297,9 @@ int runRun(const RunOptions& options) {
     drained = events.count().value_or(0) == 0;
     if (!drained && !recordedBy(read)) Vicinix::logEvents(nullptr);
   }
-  if (!capture.empty()) printReplaySummary(progress->counts());
-  if (!drained) std::cerr << "run: events not uploaded within 5 s; they stay stored\n";
-  return 0;
+  if (!capture.empty()) std::cerr << replaySummary(progress->counts()) << "\n";
+  if (!drained) std::cerr << "run: warning: events not uploaded within 5 s; they stay stored\n";
+  return kExitOk;
 }
 
 }  // namespace vicinix::host
