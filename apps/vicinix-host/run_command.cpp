@@ -16,6 +16,7 @@
 
 #include "base/json_value.h"
 #include "base/notification_center.h"
+#include "base/url.h"
 #include "campaigns/vicinix_notification_client.h"
 #include "commands.h"
 #include "exit_code.h"
@@ -139,6 +140,12 @@ bool lockDataDirectory(const std::filesystem::path& dataDir, std::string& proble
 }  // namespace
 
 int runRun(const RunOptions& options) {
+  // A service whose endpoint variable was left empty says so, rather than
+  // running on with every request failing.
+  if (!Url::parse(options.endpoint)) {
+    std::cerr << "run: error: --endpoint \"" << options.endpoint << "\" is not a URL\n";
+    return kExitUsage;
+  }
   LinuxPlatformOptions platformOptions{.appData = options.dataDir, .appName = "vicinix-host"};
   std::filesystem::path capture;
   if (options.source.rfind("replay:", 0) == 0) {
