@@ -38,7 +38,7 @@ std::optional<ApplicationKey> resolveApplicationKey(const ApplicationKeySources&
     }
     // Warned about, not refused: the key also travels in every web campaign's
     // address, so it is not worth a kiosk that stays down over a chmod.
-    struct stat status{};
+    struct stat status {};
     if (stat(sources.file->c_str(), &status) == 0 && (status.st_mode & S_IROTH)) {
       result.warning = "the key file " + name + " can be read by every user; chmod 600 it";
     }

@@ -10,8 +10,8 @@ namespace vicinix::host {
 // command line shows in `ps` to every user of the machine, so a service
 // gives it as a file or in the environment.
 struct ApplicationKeySources {
-  std::optional<std::string> option;               // --app-key
-  std::optional<std::filesystem::path> file;       // --app-key-file
+  std::optional<std::string> option;          // --app-key
+  std::optional<std::filesystem::path> file;  // --app-key-file
   static constexpr const char* kEnvironment = "VICINIX_APP_KEY";
 };
 

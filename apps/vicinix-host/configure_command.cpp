@@ -3,10 +3,10 @@
 #include "base/date_format.h"
 #include "base/url.h"
 #include "commands.h"
-#include "exit_code.h"
 #include "core/vicinix_configurator.h"
 #include "data/model/event_factory.h"
 #include "events/event_manager.h"
+#include "exit_code.h"
 #include "host_context.h"
 #include "state_printer.h"
 

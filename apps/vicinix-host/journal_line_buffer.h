@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdio>
+#include <mutex>
 #include <ostream>
 #include <streambuf>
 #include <string>
@@ -14,7 +15,8 @@ namespace vicinix::host {
 // `journalctl -p warning` shows what went wrong and nothing else. The host's
 // lines say their level themselves ("run: error: ...", "run: warning: ..."):
 // those become errors and warnings, every other line is information.
-// Installed for the life of the object; lines are written whole.
+// Installed for the life of the object; lines are written whole. Qt may
+// report from its own threads, hence the lock.
 class JournalLineBuffer final : public std::streambuf {
  public:
   JournalLineBuffer(std::ostream& stream, std::FILE* file);
@@ -22,19 +24,19 @@ class JournalLineBuffer final : public std::streambuf {
   JournalLineBuffer(const JournalLineBuffer&) = delete;
   JournalLineBuffer& operator=(const JournalLineBuffer&) = delete;
 
-  static JournalPriority priorityOf(const std::string& line);
-
  protected:
   int_type overflow(int_type character) override;
   std::streamsize xsputn(const char* text, std::streamsize count) override;
   int sync() override;
 
  private:
+  void put(char character);
   void writeLine();
 
   std::ostream& stream_;
   std::streambuf* original_;
   std::FILE* file_;
+  std::mutex mutex_;
   std::string line_;
 };
 

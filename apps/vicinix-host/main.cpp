@@ -3,14 +3,13 @@
 // the SDK's screens offscreen.
 
 #include <libintl.h>
-
 #include <unistd.h>
+#include <vicinix/version.h>
 
 #include <CLI/CLI.hpp>
 #include <clocale>
 #include <iostream>
 #include <optional>
-#include <vicinix/version.h>
 
 #include "application_key.h"
 #include "commands.h"
@@ -45,7 +44,8 @@ std::optional<int> applyKey(const char* command, const ApplicationKeySources& so
     std::cerr << command << ": error: " << problem << "\n";
     return kExitUsage;
   }
-  if (!resolved->warning.empty()) std::cerr << command << ": warning: " << resolved->warning << "\n";
+  if (!resolved->warning.empty())
+    std::cerr << command << ": warning: " << resolved->warning << "\n";
   key = resolved->key;
   if (origin) *origin = resolved->origin;
   return std::nullopt;
@@ -93,10 +93,9 @@ int main(int argc, char** argv) {
   std::filesystem::path dataDir = defaultDataDirectory();
   auto addDataDir = [&dataDir](CLI::App* command) {
     // Shown as a rule rather than this machine's path, so the help reads the same everywhere.
-    command
-        ->add_option("--data-dir", dataDir,
-                     "The host's app-data directory (default $XDG_DATA_HOME/vicinix-host, "
-                     "or ~/.local/share/vicinix-host)");
+    command->add_option("--data-dir", dataDir,
+                        "The host's app-data directory (default $XDG_DATA_HOME/vicinix-host, "
+                        "or ~/.local/share/vicinix-host)");
   };
 
   ConfigureOptions configure;

@@ -10,8 +10,8 @@
 #include <regex>
 
 #include "commands.h"
-#include "exit_code.h"
 #include "data/model/campaign_factory.h"
+#include "exit_code.h"
 #include "host_context.h"
 #include "platform/linux/linux_platform.h"
 #include "qt_messages.h"

@@ -4,11 +4,11 @@
 
 #include "base/sdk.h"
 #include "commands.h"
-#include "exit_code.h"
 #include "data/model/beacon.h"
 #include "data/model/event_factory.h"
 #include "data/model/event_type.h"
 #include "data/model/realm_configurator.h"
+#include "exit_code.h"
 #include "host_context.h"
 #include "state_printer.h"
 

@@ -3,13 +3,13 @@
 #include <SQLiteCpp/Database.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
+#include <vicinix/version.h>
 
 #include <chrono>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <set>
-#include <vicinix/version.h>
 
 #include "support/backend_process.h"
 #include "support/damaged_database.h"
@@ -210,13 +210,13 @@ TEST_F(VicinixHostTest, ExitCodesRefusalsAndTheKeysSources) {
   // The file's first line, trimmed, wins over the environment: the backend
   // refuses the environment's key, so a success proves which one was sent.
   test::BackendProcess backend;
-  const auto keyFile = std::filesystem::temp_directory_path() /
-                       ("vicinix-key-" + std::to_string(::getpid()));
+  const auto keyFile =
+      std::filesystem::temp_directory_path() / ("vicinix-key-" + std::to_string(::getpid()));
   std::ofstream(keyFile) << "  demo-app-key \t\nsecond line\n";
   std::filesystem::permissions(keyFile, std::filesystem::perms(0644));
-  auto fromFile = test::runCommand("VICINIX_APP_KEY=wrong-key " + binary + " configure --app-key-file " +
-                              keyFile.string() + " --endpoint " + backend.endpoint() +
-                              " --data-dir " + dataDir.string());
+  auto fromFile = test::runCommand(
+      "VICINIX_APP_KEY=wrong-key " + binary + " configure --app-key-file " + keyFile.string() +
+      " --endpoint " + backend.endpoint() + " --data-dir " + dataDir.string());
   std::filesystem::remove(keyFile);
   EXPECT_EQ(fromFile.exitCode, 0) << fromFile.err;
   EXPECT_EQ(nlohmann::json::parse(fromFile.out)["VicinixApplicationKeyDefaultsKey"],
@@ -225,9 +225,9 @@ TEST_F(VicinixHostTest, ExitCodesRefusalsAndTheKeysSources) {
                               " can be read by every user"),
             std::string::npos)
       << fromFile.err;
-  auto fromEnvironment = test::runCommand("VICINIX_APP_KEY=wrong-key " + binary +
-                                          " configure --endpoint " + backend.endpoint() +
-                                          " --data-dir " + dataDir.string());
+  auto fromEnvironment =
+      test::runCommand("VICINIX_APP_KEY=wrong-key " + binary + " configure --endpoint " +
+                       backend.endpoint() + " --data-dir " + dataDir.string());
   EXPECT_EQ(fromEnvironment.exitCode, 3);
   EXPECT_NE(fromEnvironment.err.find("Unknown application key"), std::string::npos);
 
@@ -236,8 +236,8 @@ TEST_F(VicinixHostTest, ExitCodesRefusalsAndTheKeysSources) {
   // connects them.
   auto journal = test::runCommand(
       "sh -c 'exec 2>&1; JOURNAL_STREAM=$(stat -L -c %d:%i /dev/stderr) exec \"$0\" \"$@\"' " +
-      binary +
-      " run --app-key k --source hci:7 --duration 0.2" + dead + " --data-dir " + dataDir.string());
+      binary + " run --app-key k --source hci:7 --duration 0.2" + dead + " --data-dir " +
+      dataDir.string());
   EXPECT_EQ(journal.exitCode, 0) << journal.out;
   for (const char* line : {"\n<6>run: starting with the key from --app-key against",
                            "\n<4>vicinix: ", "\n<4>run: warning: events not uploaded"})

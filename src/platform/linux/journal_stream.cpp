@@ -13,7 +13,7 @@ bool isJournalStream(int fd) {
   unsigned long long device = 0, inode = 0;
   char rest = 0;
   if (std::sscanf(value, "%llu:%llu%c", &device, &inode, &rest) != 2) return false;
-  struct stat status{};
+  struct stat status {};
   if (fstat(fd, &status) != 0) return false;
   return status.st_dev == device && status.st_ino == inode;
 }

@@ -26,9 +26,9 @@ class StandardStreamLog final : public Log {
   // from it while it runs.
   StandardStreamLog()
       : debugPrefix_(journalPrefix(isJournalStream(STDOUT_FILENO), JournalPriority::debug)),
-        systemPrefix_(std::string(journalPrefix(isJournalStream(STDERR_FILENO),
-                                                JournalPriority::warning)) +
-                      "vicinix: ") {}
+        systemPrefix_(
+            std::string(journalPrefix(isJournalStream(STDERR_FILENO), JournalPriority::warning)) +
+            "vicinix: ") {}
 
   void debugLine(std::string_view line) override { writeLine(stdout, debugPrefix_, line); }
 
