@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include "platform/linux/capture/pcap_link_type.h"
+
 namespace vicinix::tools {
 
 namespace {
@@ -9,10 +11,7 @@ namespace {
 // btsnoop counts microseconds from midnight, 1 January of year 0.
 constexpr int64_t kBtsnoopUnixEpoch = 0x00dcddb30f2f8000;
 constexpr uint32_t kMonitorDatalink = 2001;
-constexpr uint32_t kH4WithDirection = 201;
-constexpr uint32_t kLELinkLayer = 251;
-constexpr uint32_t kLELinkLayerWithHeader = 256;
-constexpr uint32_t kNordicBLE = 272;
+using namespace pcap_link_type;
 
 constexpr uint16_t kNoIndex = 0xffff;
 enum MonitorOpcode : uint16_t {

@@ -3,19 +3,13 @@
 #include <pcap/pcap.h>
 
 #include "platform/linux/capture/link_layer_advertisement.h"
+#include "platform/linux/capture/pcap_link_type.h"
 
 namespace vicinix {
 
 namespace {
 
-// The link types are spelled out because older libpcap headers lack some.
-constexpr int kH4 = 187;
-constexpr int kH4WithDirection = 201;
-constexpr int kLinuxMonitor = 254;
-// Over-the-air sniffers: link-layer packets, not HCI.
-constexpr int kLELinkLayer = 251;
-constexpr int kLELinkLayerWithHeader = 256;
-constexpr int kNordicBLE = 272;
+using namespace pcap_link_type;
 
 constexpr size_t kDirectionHeaderSize = 4;
 constexpr size_t kMonitorHeaderSize = 4;  // adapter, opcode; both big-endian
