@@ -17,8 +17,10 @@
 #include <iostream>
 
 #include "base/json_value.h"
+#include "base/url.h"
 #include "commands.h"
 #include "console_notification_center.h"
+#include "exit_code.h"
 #include "host_context.h"
 #include "host_window.h"
 #include "platform/linux/capture/capture_file_reader.h"
@@ -26,6 +28,7 @@
 #include "platform/linux/host_lifecycle.h"
 #include "platform/linux/linux_application.h"
 #include "platform/linux/linux_platform.h"
+#include "replay_summary.h"
 #include "ui/qt/qt_toolkit.h"
 
 namespace vicinix::host {
@@ -133,31 +136,29 @@ bool lockDataDirectory(const std::filesystem::path& dataDir, std::string& proble
   return true;  // the descriptor stays open, and the lock held, until exit
 }
 
-void printReplaySummary(const CaptureReplayCentral::Counts& counts) {
-  std::cerr << "replay: " << counts.records << " records, " << counts.advertisingReports
-            << " advertising reports, Eddystone UID " << counts.uidFrames << " EID "
-            << counts.eidFrames << " TLM " << counts.telemetryFrames << " URL " << counts.urlFrames
-            << ", " << counts.malformed << " advertising reports skipped as malformed"
-            << (counts.finished ? ", capture finished" : "") << "\n";
-}
-
 }  // namespace
 
 int runRun(const RunOptions& options) {
+  // A service whose endpoint variable was left empty says so, rather than
+  // running on with every request failing.
+  if (!Url::parse(options.endpoint)) {
+    std::cerr << "run: error: --endpoint \"" << options.endpoint << "\" is not a URL\n";
+    return kExitUsage;
+  }
   LinuxPlatformOptions platformOptions{.appData = options.dataDir, .appName = "vicinix-host"};
   std::filesystem::path capture;
   if (options.source.rfind("replay:", 0) == 0) {
     capture = options.source.substr(7);
     if (capture.empty() || options.replaySpeed <= 0) {
       std::cerr << "run: error: --source replay:FILE needs a file and a positive --replay-speed\n";
-      return 2;
+      return kExitUsage;
     }
   } else {
     std::string error;
     auto source = BluetoothSource::parse(options.source, error);
     if (!source) {
       std::cerr << "run: error: --source " << options.source << ": " << error << "\n";
-      return 2;
+      return kExitUsage;
     }
     platformOptions.bluetooth = *source;
   }
@@ -167,7 +168,7 @@ int runRun(const RunOptions& options) {
     std::string error;
     if (!CaptureFileReader::open(capture, error)) {
       std::cerr << "run: error: cannot replay " << capture.string() << ": " << error << "\n";
-      return 2;
+      return kExitUsage;
     }
   }
   // Before anything is written: without a display there is nothing to run.
@@ -177,13 +178,13 @@ int runRun(const RunOptions& options) {
     desktop = openDesktop(problem);
     if (!desktop) {
       std::cerr << "run: error: " << problem << "\n";
-      return 2;
+      return kExitUsage;
     }
   }
 
   if (std::string problem; !lockDataDirectory(options.dataDir, problem)) {
     std::cerr << "run: error: " << problem << "\n";
-    return 2;
+    return kExitUsage;
   }
 
   Platform platform = makeLinuxPlatform(platformOptions);
@@ -203,8 +204,9 @@ int runRun(const RunOptions& options) {
   } else {
     std::cout << "notifications: no notification server on the session bus; printing them here"
               << std::endl;
-    platform.notifications =
-        std::make_shared<ConsoleNotificationCenter>(platform.queues->mainQueue());
+    platform.notifications = std::make_shared<ConsoleNotificationCenter>(
+        platform.queues->mainQueue(),
+        NotificationPictureFolder::rootFor(platformOptions.appName, platform.directories.library));
   }
 
   HostContext context(std::move(platform), options.endpoint, options.debug);
@@ -245,7 +247,8 @@ int runRun(const RunOptions& options) {
         [] { std::cout << "lifecycle: background fetch completed" << std::endl; });
   });
 
-  std::cout << "run: starting with key " << options.applicationKey << " against "
+  // Where the key came from, never the key: this line ends up in the journal.
+  std::cout << "run: starting with the key from " << options.applicationKeyOrigin << " against "
             << options.endpoint << std::endl;
   // Up before the SDK starts: making the window holds the main loop up for
   // a moment, and sightings queued meanwhile would overtake the
@@ -277,9 +280,15 @@ int runRun(const RunOptions& options) {
   if (window) window->close();
   std::cout << "lifecycle: shutting down" << std::endl;
   const ShutdownReport shutdown = HostLifecycle::drainStoredEvents(context.http(), kUploadGrace);
-  if (!capture.empty()) printReplaySummary(progress->counts());
-  if (!shutdown.uploaded) std::cerr << "run: events not uploaded within 5 s; they stay stored\n";
-  return 0;
+  if (!capture.empty())
+    std::cerr << replaySummary(progress->counts())
+              << "
+                 ";
+        if (!shutdown.uploaded) {
+      std::cerr << "run: warning: events not uploaded within 5 s; they stay stored
+                   ";
+    }
+  return kExitOk;
 }
 
 }  // namespace vicinix::host

@@ -46,8 +46,9 @@ class VICINIX_EXPORT VicinixNotificationClient {
   void requestNotificationAuthorization();
   /// Badge and day count after a notification was taken.
   void completeNotification();
-  /// Writes `data` to a fresh temporary directory as `identifier` and makes
-  /// the attachment of it; nothing on failure.
+  /// Writes `data` as `identifier` to a fresh folder in the notification
+  /// centre's attachment directory and makes the attachment of it; nothing on
+  /// failure.
   std::optional<NotificationAttachment> createImageAttachment(const std::string& identifier,
                                                               const std::vector<uint8_t>& data);
 
