@@ -280,14 +280,10 @@ int runRun(const RunOptions& options) {
   if (window) window->close();
   std::cout << "lifecycle: shutting down" << std::endl;
   const ShutdownReport shutdown = HostLifecycle::drainStoredEvents(context.http(), kUploadGrace);
-  if (!capture.empty())
-    std::cerr << replaySummary(progress->counts())
-              << "
-                 ";
-        if (!shutdown.uploaded) {
-      std::cerr << "run: warning: events not uploaded within 5 s; they stay stored
-                   ";
-    }
+  if (!capture.empty()) std::cerr << replaySummary(progress->counts()) << "\n";
+  if (!shutdown.uploaded) {
+    std::cerr << "run: warning: events not uploaded within 5 s; they stay stored\n";
+  }
   return kExitOk;
 }
 
