@@ -4,7 +4,9 @@
 #   vicinix-host    the host, its manual page and its systemd user unit
 # Built from the `package` preset: cmake --preset package && cmake --build
 # --preset package && cpack --preset package.
-set(VICINIX_DEB_VERSION ${PROJECT_VERSION})
+# The first packaging of each release: Debian revision 1.
+set(VICINIX_DEB_RELEASE 1)
+set(VICINIX_DEB_VERSION ${PROJECT_VERSION}-${VICINIX_DEB_RELEASE})
 set(VICINIX_PACKAGE_MAINTAINER "Vicinix maintainers <maintainers@vicinix.dev>"
   CACHE STRING "Maintainer field of the Debian packages")
 
@@ -36,6 +38,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vicinix)
 set(CPACK_PACKAGE_VENDOR Vicinix)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_DEBIAN_PACKAGE_RELEASE ${VICINIX_DEB_RELEASE})
 set(CPACK_PACKAGE_CONTACT ${VICINIX_PACKAGE_MAINTAINER})
 set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 set(CPACK_STRIP_FILES ON)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vicinix/export.h>
+
 #include <mutex>
 #include <optional>
 #include <string>
@@ -17,7 +19,7 @@ class Sdk;
 // override first, then the backend's theme (kept as Documents/theme.plist),
 // then a fixed default. Nothing is cached, so a new theme or override shows
 // on the next read.
-class VicinixAppearance {
+class VICINIX_EXPORT VicinixAppearance {
  public:
   explicit VicinixAppearance(Sdk& sdk);
   static VicinixAppearance& shared();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vicinix/export.h>
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,7 +22,8 @@ namespace vicinix {
 //
 // Not a VicinixDefaultViewController: the list shows its own update notice
 // in place of the rows, and the default one would be drawn under it.
-class VicinixListViewController : public ToolkitViewController, private TableViewDataSource {
+class VICINIX_EXPORT VicinixListViewController : public ToolkitViewController,
+                                                 private TableViewDataSource {
  public:
   static constexpr const char* VicinixListCellIdetifier = "VicinixListCell";
 

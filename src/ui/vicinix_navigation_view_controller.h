@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vicinix/export.h>
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,7 +16,7 @@ namespace vicinix {
 // The bar shows the top screen's title, its right bar button, and a back
 // button once a second screen is pushed. Keep the container in a shared_ptr:
 // its bar buttons reach it through a weak reference.
-class VicinixNavigationViewController : public ToolkitViewController {
+class VICINIX_EXPORT VicinixNavigationViewController : public ToolkitViewController {
  public:
   static constexpr double kNavigationBarHeight = 44;
 
