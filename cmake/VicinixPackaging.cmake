@@ -51,7 +51,11 @@ set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libvicinix1)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
+# A shlibs file for the package that holds shared libraries, so packages built
+# against them depend on it.
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+# Hosts built against 1.0.0 run on any later 1.x.
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "proximity marketing SDK for Linux hosts
  Vicinix finds Bluetooth beacons, fetches the campaigns attached to them,
  notifies the user and reports what was seen and opened.
