@@ -56,12 +56,16 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 # Hosts built against 1.0.0 run on any later 1.x.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+# dpkg's ldconfig trigger refreshes the linker cache (CPack's own maintainer
+# scripts call ldconfig too, which is redundant but harmless).
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/libvicinix1/triggers)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "proximity marketing SDK for Linux hosts
- Vicinix finds Bluetooth beacons, fetches the campaigns attached to them,
- notifies the user and reports what was seen and opened.
- .
- This package holds the shared libraries: libvicinix (the SDK and its Linux
- platform) and libvicinix-qt (the campaign screens for Qt6 Widgets hosts).")
+Vicinix finds Bluetooth beacons, fetches the campaigns attached to them,
+notifies the user and reports what was seen and opened.
+.
+This package holds the shared libraries: libvicinix (the SDK and its Linux
+platform) and libvicinix-qt (the campaign screens for Qt6 Widgets hosts).")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvicinix-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
@@ -69,18 +73,18 @@ set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS runtime)
 # The Qt screens' headers include Qt Widgets.
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "qt6-base-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "proximity marketing SDK for Linux hosts - development files
- Vicinix finds Bluetooth beacons, fetches the campaigns attached to them,
- notifies the user and reports what was seen and opened.
- .
- This package holds the headers, the CMake package (find_package(Vicinix))
- and the pkg-config files (vicinix, vicinix-qt).")
+Vicinix finds Bluetooth beacons, fetches the campaigns attached to them,
+notifies the user and reports what was seen and opened.
+.
+This package holds the headers, the CMake package (find_package(Vicinix))
+and the pkg-config files (vicinix, vicinix-qt).")
 
 set(CPACK_DEBIAN_HOST_PACKAGE_NAME vicinix-host)
 set(CPACK_DEBIAN_HOST_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_HOST_DESCRIPTION "proximity marketing host for kiosks
- vicinix-host runs the Vicinix SDK on its own: it scans for beacons, shows
- campaigns and notifications, and can replay Bluetooth captures, render
- campaign screens and inspect the SDK's stored state. A systemd user unit
- runs it on a kiosk.")
+vicinix-host runs the Vicinix SDK on its own: it scans for beacons, shows
+campaigns and notifications, and can replay Bluetooth captures, render
+campaign screens and inspect the SDK's stored state. A systemd user unit
+runs it on a kiosk.")
 
 include(CPack)
