@@ -22,6 +22,7 @@ struct RecordOptions {
 
 struct RunOptions {
   std::string applicationKey;
+  std::string applicationKeyOrigin;  // the file, variable or option it came from
   std::string endpoint;
   std::filesystem::path dataDir;
   std::string source = "bluez";  // bluez[:ADAPTER][,refresh=S] | hci[:N] | replay:FILE
@@ -53,9 +54,7 @@ struct RenderOptions {
   std::optional<std::filesystem::path> layout;  // the drawn view tree as JSON
 };
 
-// Each returns the process exit code. render: 0 written, 1 an output could
-// not be written, 2 bad arguments or data, 3 the web page failed to load,
-// 4 it did not load within --wait.
+// Each returns the process exit code, from the one table in exit_code.h.
 int runConfigure(const ConfigureOptions& options);
 int runRun(const RunOptions& options);
 int runSettings(const std::filesystem::path& dataDir);

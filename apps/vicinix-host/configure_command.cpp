@@ -6,6 +6,7 @@
 #include "core/vicinix_configurator.h"
 #include "data/model/event_factory.h"
 #include "events/event_manager.h"
+#include "exit_code.h"
 #include "host_context.h"
 #include "state_printer.h"
 
@@ -31,7 +32,7 @@ std::string backendProblem(HostContext& context) {
 int runConfigure(const ConfigureOptions& options) {
   if (!Url::parse(options.endpoint)) {
     std::cerr << "configure: error: " << options.endpoint << " is not a URL\n";
-    return 2;
+    return kExitUsage;
   }
   HostContext context(options.dataDir, options.endpoint, options.debug);
   const std::string updateKey(
@@ -63,14 +64,14 @@ int runConfigure(const ConfigureOptions& options) {
   // Done once every exchange asked for has ended, whatever its reply held: a
   // reply that came at once but was of no use has nothing more to wait for.
   const int exchanges = expectVersion ? 2 : 1;
-  context.runUntil(
+  const bool ended = context.runUntil(
       [&] { return context.http().completed() >= exchanges && context.http().inFlight() == 0; },
       kReplyTimeout);
 
   if (!configured || (expectVersion && !versionAnswered()) || failed()) {
     std::cerr << "configure: error: cannot configure from " << options.endpoint << ": "
               << backendProblem(context) << "\n";
-    return 2;
+    return ended ? kExitRemoteFailed : kExitRemoteTimedOut;
   }
   std::cerr << "configure: configuration applied; required SDK version "
             << VicinixConfigurator::requiredSDKVersion()
@@ -82,7 +83,7 @@ int runConfigure(const ConfigureOptions& options) {
     std::cerr << "configure: error: the database under " << options.dataDir.string()
               << " cannot be read; no events uploaded\n";
     std::cout << printable(settingsJson()) << std::endl;
-    return 3;
+    return kExitDataUnreadable;
   }
   int64_t before = *stored;
   int batches = 0;
@@ -100,7 +101,8 @@ int runConfigure(const ConfigureOptions& options) {
               << " left in the store\n";
   }
   std::cout << printable(settingsJson()) << std::endl;
-  return after == 0 ? 0 : 3;
+  // What is left is what the backend did not take.
+  return after == 0 ? kExitOk : kExitRemoteFailed;
 }
 
 }  // namespace vicinix::host

@@ -3,15 +3,75 @@
 // the SDK's screens offscreen.
 
 #include <libintl.h>
+#include <unistd.h>
+#include <vicinix/version.h>
 
 #include <CLI/CLI.hpp>
 #include <clocale>
+#include <iostream>
+#include <optional>
 
+#include "application_key.h"
 #include "commands.h"
+#include "core/sdk_version.h"
+#include "exit_code.h"
 #include "host_context.h"
+#include "journal_line_buffer.h"
+
+namespace {
+
+using namespace vicinix::host;
+
+// The key options of `run` and `configure`, which say which source wins.
+void addKeyOptions(CLI::App* command, ApplicationKeySources& sources) {
+  auto* file = command->add_option(
+      "--app-key-file", sources.file,
+      "A file whose first line is the application key; wins over VICINIX_APP_KEY");
+  command
+      ->add_option("--app-key", sources.option,
+                   "The application key itself; every user sees it in ps, so prefer the file "
+                   "or VICINIX_APP_KEY")
+      ->excludes(file);
+}
+
+// The key for `command`, or the exit code of its absence. A warning about
+// the file goes out first.
+std::optional<int> applyKey(const char* command, const ApplicationKeySources& sources,
+                            std::string& key, std::string* origin = nullptr) {
+  std::string problem;
+  auto resolved = resolveApplicationKey(sources, problem);
+  if (!resolved) {
+    std::cerr << command << ": error: " << problem << "\n";
+    return kExitUsage;
+  }
+  if (!resolved->warning.empty())
+    std::cerr << command << ": warning: " << resolved->warning << "\n";
+  key = resolved->key;
+  if (origin) *origin = resolved->origin;
+  return std::nullopt;
+}
+
+// Looking at the stored state must not create it: a mistyped --data-dir would
+// otherwise read as a fresh installation and leave an empty one behind.
+std::optional<int> refuseMissing(const char* command, const std::filesystem::path& dataDir) {
+  std::error_code error;
+  if (std::filesystem::is_directory(dataDir, error)) return std::nullopt;
+  std::cerr << command << ": error: no data directory " << dataDir.string() << "\n";
+  return kExitNoData;
+}
+
+std::string versionText() {
+  return std::string("vicinix-host ") + VICINIX_VERSION_STRING + " (backend protocol " +
+         std::to_string(vicinix::kSdkVersion) + ")";
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
-  using namespace vicinix::host;
+  // In a service each line carries its priority for the journal.
+  std::optional<JournalLineBuffer> journalOut, journalErr;
+  if (vicinix::isJournalStream(STDOUT_FILENO)) journalOut.emplace(std::cout, stdout);
+  if (vicinix::isJournalStream(STDERR_FILENO)) journalErr.emplace(std::cerr, stderr);
   // The SDK's screens ask the host for their titles ("Kampaně") through
   // gettext. Only the messages follow the user's locale: numbers stay in the
   // C locale the JSON and GraphQL texts are written in.
@@ -20,12 +80,22 @@ int main(int argc, char** argv) {
   bindtextdomain("vicinix-host", VICINIX_HOST_LOCALEDIR);
   bind_textdomain_codeset("vicinix-host", "UTF-8");
   textdomain("vicinix-host");
-  CLI::App app{"vicinix-host: the reference host of the Vicinix proximity-marketing SDK"};
+  CLI::App app{"vicinix-host: the reference host of the Vicinix proximity-marketing SDK",
+               "vicinix-host"};
   app.require_subcommand(1);
+  app.set_version_flag("--version", versionText(), "Print the version and exit");
+  app.footer(kExitCodeHelp);
+  // Usage errors take the table's code and say so in the host's own words.
+  app.failure_message([](const CLI::App*, const CLI::Error& error) {
+    return std::string("vicinix-host: error: ") + error.what() +
+           "\nRun with --help for more information.\n";
+  });
   std::filesystem::path dataDir = defaultDataDirectory();
   auto addDataDir = [&dataDir](CLI::App* command) {
-    command->add_option("--data-dir", dataDir, "The host's app-data directory")
-        ->capture_default_str();
+    // Shown as a rule rather than this machine's path, so the help reads the same everywhere.
+    command->add_option("--data-dir", dataDir,
+                        "The host's app-data directory (default $XDG_DATA_HOME/vicinix-host, "
+                        "or ~/.local/share/vicinix-host)");
   };
 
   ConfigureOptions configure;
@@ -33,14 +103,15 @@ int main(int argc, char** argv) {
       "configure", "Fetch the remote configuration, upload stored events, print the settings");
   configureCommand->add_option("--endpoint", configure.endpoint, "The backend's GraphQL URL")
       ->required();
-  configureCommand->add_option("--app-key", configure.applicationKey, "The application key")
-      ->required();
+  ApplicationKeySources configureKey;
+  addKeyOptions(configureCommand, configureKey);
   configureCommand->add_flag("--debug", configure.debug, "Print the SDK's debug lines");
   addDataDir(configureCommand);
 
   RunOptions run;
   auto* runCommand = app.add_subcommand("run", "Run the SDK headless until stopped");
-  runCommand->add_option("--app-key", run.applicationKey, "The application key")->required();
+  ApplicationKeySources runKey;
+  addKeyOptions(runCommand, runKey);
   runCommand->add_option("--endpoint", run.endpoint, "The backend's GraphQL URL")->required();
   runCommand
       ->add_option("--source", run.source, "bluez[:ADAPTER][,refresh=S] | hci[:N] | replay:FILE")
@@ -126,22 +197,39 @@ int main(int argc, char** argv) {
       ->check(CLI::IsMember({"error", "update", "empty"}));
   addRenderOutputs(renderInfo);
 
-  CLI11_PARSE(app, argc, argv);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    // --help and --version end here too, with 0.
+    int code = app.exit(error);
+    return code == 0 ? kExitOk : kExitUsage;
+  }
 
   if (*configureCommand) {
+    if (auto refused = applyKey("configure", configureKey, configure.applicationKey))
+      return *refused;
     configure.dataDir = dataDir;
     return runConfigure(configure);
   }
   if (*runCommand) {
+    if (auto refused = applyKey("run", runKey, run.applicationKey, &run.applicationKeyOrigin))
+      return *refused;
     run.dataDir = dataDir;
     return runRun(run);
   }
-  if (*settingsCommand) return runSettings(dataDir);
-  if (*eventsCommand) return runEvents(dataDir);
-  if (*campaignsCommand) return runCampaigns(dataDir);
-  if (*beaconsCommand) return runBeacons(dataDir);
+  for (auto [command, print] : {std::pair{settingsCommand, &runSettings},
+                                {eventsCommand, &runEvents},
+                                {campaignsCommand, &runCampaigns},
+                                {beaconsCommand, &runBeacons}}) {
+    if (!*command) continue;
+    if (auto refused = refuseMissing(command->get_name().c_str(), dataDir)) return *refused;
+    return print(dataDir);
+  }
   if (*renderCommand) {
     render.screen = *renderPage ? "page" : *renderWeb ? "web" : *renderList ? "list" : "info";
+    if (render.screen != "info") {
+      if (auto refused = refuseMissing("render", dataDir)) return *refused;
+    }
     render.dataDir = dataDir;
     return runRender(render);
   }

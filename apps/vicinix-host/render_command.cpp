@@ -11,6 +11,7 @@
 
 #include "commands.h"
 #include "data/model/campaign_factory.h"
+#include "exit_code.h"
 #include "host_context.h"
 #include "platform/linux/linux_platform.h"
 #include "qt_messages.h"
@@ -91,7 +92,7 @@ void noteSubtitleBottomConstants(nlohmann::ordered_json& view) {
 
 int fail(const std::string& message) {
   std::cerr << "render: error: " << message << "\n";
-  return 2;
+  return kExitUsage;
 }
 
 bool isOneColour(const QImage& image) {
@@ -115,18 +116,18 @@ int waitForWebPage(HostContext& context, VicinixWebViewController& screen, QWidg
   WebView& view = *screen.webView;
   if (view.url().empty()) {
     std::cerr << "render: error: the campaign's address is not a URL, so nothing was loaded\n";
-    return 3;
+    return kExitRemoteFailed;
   }
   std::optional<bool> loaded;
   view.setLoadFinished([&](bool ok) { loaded = ok; });
   if (!context.runUntil([&] { return loaded.has_value(); }, wait)) {
     std::cerr << "render: error: " << view.url() << " did not load within " << waitSeconds
               << " s\n";
-    return 4;
+    return kExitRemoteTimedOut;
   }
   if (!*loaded) {
     std::cerr << "render: error: " << view.url() << " failed to load\n";
-    return 3;
+    return kExitRemoteFailed;
   }
   auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
       deadline - std::chrono::steady_clock::now());
@@ -149,10 +150,10 @@ int waitForWebPage(HostContext& context, VicinixWebViewController& screen, QWidg
   if (!context.runUntil(painted, std::max(left, std::chrono::milliseconds(1)))) {
     std::cerr << "render: error: " << view.url() << " loaded but painted nothing within "
               << waitSeconds << " s\n";
-    return 4;
+    return kExitRemoteTimedOut;
   }
   std::cout << "render: loaded " << view.url() << " \"" << view.title() << "\"\n";
-  return 0;
+  return kExitOk;
 }
 
 }  // namespace
@@ -231,7 +232,7 @@ int runRender(const RenderOptions& options) {
     QImage image = widget->grab().toImage();
     if (!image.save(QString::fromStdString(options.png->string()), "PNG")) {
       std::cerr << "render: error: cannot write " << options.png->string() << "\n";
-      return 1;
+      return kExitNotWritten;
     }
     std::cout << "render: wrote " << options.png->string() << " (" << image.width() << "x"
               << image.height() << ")\n";
@@ -243,11 +244,11 @@ int runRender(const RenderOptions& options) {
     file << layout.dump(2) << "\n";
     if (!file.flush()) {
       std::cerr << "render: error: cannot write " << options.layout->string() << "\n";
-      return 1;
+      return kExitNotWritten;
     }
     std::cout << "render: wrote " << options.layout->string() << "\n";
   }
-  return 0;
+  return kExitOk;
 }
 
 }  // namespace vicinix::host

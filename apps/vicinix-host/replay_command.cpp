@@ -10,10 +10,12 @@
 #include "beacons/beacon_scanner.h"
 #include "beacons/eddystone_telemetry.h"
 #include "commands.h"
+#include "exit_code.h"
 #include "platform/fake/fake_sdk.h"
 #include "platform/linux/capture/capture_file_reader.h"
 #include "platform/linux/capture/capture_replay_central.h"
 #include "platform/linux/standard_stream_log.h"
+#include "replay_summary.h"
 
 namespace vicinix::host {
 namespace {
@@ -128,14 +130,6 @@ Date firstEventTime(CaptureFileReader& reader) {
   return Date(std::chrono::duration_cast<Date::duration>(sinceEpoch));
 }
 
-void printSummary(const Counts& counts) {
-  std::cerr << "replay: " << counts.records << " records, " << counts.advertisingReports
-            << " advertising reports; Eddystone frames: " << counts.uidFrames << " UID, "
-            << counts.eidFrames << " EID, " << counts.telemetryFrames << " TLM, "
-            << counts.urlFrames << " URL, " << counts.unknownFrames << " unknown; "
-            << counts.malformed << " advertising reports skipped as malformed\n";
-}
-
 }  // namespace
 
 int runReplay(const ReplayOptions& options) {
@@ -143,7 +137,7 @@ int runReplay(const ReplayOptions& options) {
   auto reader = CaptureFileReader::open(options.file, error);
   if (!reader) {
     std::cerr << "replay: error: cannot replay " << options.file.string() << ": " << error << "\n";
-    return 2;
+    return kExitUsage;
   }
   Date origin = firstEventTime(*reader);
   reader.reset();
@@ -172,12 +166,12 @@ int runReplay(const ReplayOptions& options) {
   }
   std::cout.flush();
   Counts counts = progress->counts();
-  printSummary(counts);
+  std::cerr << replaySummary(counts) << "\n";
   if (!counts.finished) {
     std::cerr << "replay: error: " << options.file.string() << " could not be replayed\n";
-    return 2;
+    return kExitUsage;
   }
-  return 0;
+  return kExitOk;
 }
 
 }  // namespace vicinix::host

@@ -16,17 +16,20 @@
 
 #include "base/json_value.h"
 #include "base/notification_center.h"
+#include "base/url.h"
 #include "campaigns/vicinix_notification_client.h"
 #include "commands.h"
 #include "console_notification_center.h"
 #include "core/vicinix.h"
 #include "data/model/event_factory.h"
+#include "exit_code.h"
 #include "host_context.h"
 #include "host_window.h"
 #include "platform/linux/capture/capture_file_reader.h"
 #include "platform/linux/capture/capture_replay_central.h"
 #include "platform/linux/linux_application.h"
 #include "platform/linux/linux_platform.h"
+#include "replay_summary.h"
 #include "ui/qt/qt_toolkit.h"
 
 namespace vicinix::host {
@@ -134,31 +137,29 @@ bool lockDataDirectory(const std::filesystem::path& dataDir, std::string& proble
   return true;  // the descriptor stays open, and the lock held, until exit
 }
 
-void printReplaySummary(const CaptureReplayCentral::Counts& counts) {
-  std::cerr << "replay: " << counts.records << " records, " << counts.advertisingReports
-            << " advertising reports, Eddystone UID " << counts.uidFrames << " EID "
-            << counts.eidFrames << " TLM " << counts.telemetryFrames << " URL " << counts.urlFrames
-            << ", " << counts.malformed << " advertising reports skipped as malformed"
-            << (counts.finished ? ", capture finished" : "") << "\n";
-}
-
 }  // namespace
 
 int runRun(const RunOptions& options) {
+  // A service whose endpoint variable was left empty says so, rather than
+  // running on with every request failing.
+  if (!Url::parse(options.endpoint)) {
+    std::cerr << "run: error: --endpoint \"" << options.endpoint << "\" is not a URL\n";
+    return kExitUsage;
+  }
   LinuxPlatformOptions platformOptions{.appData = options.dataDir, .appName = "vicinix-host"};
   std::filesystem::path capture;
   if (options.source.rfind("replay:", 0) == 0) {
     capture = options.source.substr(7);
     if (capture.empty() || options.replaySpeed <= 0) {
       std::cerr << "run: error: --source replay:FILE needs a file and a positive --replay-speed\n";
-      return 2;
+      return kExitUsage;
     }
   } else {
     std::string error;
     auto source = BluetoothSource::parse(options.source, error);
     if (!source) {
       std::cerr << "run: error: --source " << options.source << ": " << error << "\n";
-      return 2;
+      return kExitUsage;
     }
     platformOptions.bluetooth = *source;
   }
@@ -168,7 +169,7 @@ int runRun(const RunOptions& options) {
     std::string error;
     if (!CaptureFileReader::open(capture, error)) {
       std::cerr << "run: error: cannot replay " << capture.string() << ": " << error << "\n";
-      return 2;
+      return kExitUsage;
     }
   }
   // Before anything is written: without a display there is nothing to run.
@@ -178,13 +179,13 @@ int runRun(const RunOptions& options) {
     desktop = openDesktop(problem);
     if (!desktop) {
       std::cerr << "run: error: " << problem << "\n";
-      return 2;
+      return kExitUsage;
     }
   }
 
   if (std::string problem; !lockDataDirectory(options.dataDir, problem)) {
     std::cerr << "run: error: " << problem << "\n";
-    return 2;
+    return kExitUsage;
   }
 
   Platform platform = makeLinuxPlatform(platformOptions);
@@ -250,7 +251,8 @@ int runRun(const RunOptions& options) {
         [] { std::cout << "lifecycle: background fetch completed" << std::endl; });
   });
 
-  std::cout << "run: starting with key " << options.applicationKey << " against "
+  // Where the key came from, never the key: this line ends up in the journal.
+  std::cout << "run: starting with the key from " << options.applicationKeyOrigin << " against "
             << options.endpoint << std::endl;
   // Up before the SDK starts: making the window holds the main loop up for
   // a moment, and sightings queued meanwhile would overtake the
@@ -302,9 +304,9 @@ int runRun(const RunOptions& options) {
     drained = events.count().value_or(0) == 0;
     if (!drained && !recordedBy(read)) Vicinix::logEvents(nullptr);
   }
-  if (!capture.empty()) printReplaySummary(progress->counts());
-  if (!drained) std::cerr << "run: events not uploaded within 5 s; they stay stored\n";
-  return 0;
+  if (!capture.empty()) std::cerr << replaySummary(progress->counts()) << "\n";
+  if (!drained) std::cerr << "run: warning: events not uploaded within 5 s; they stay stored\n";
+  return kExitOk;
 }
 
 }  // namespace vicinix::host

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "commands.h"
+#include "exit_code.h"
 #include "platform/fake/virtual_time.h"
 #include "platform/linux/bluetooth_source.h"
 #include "platform/linux/capture/capture_file_reader.h"
@@ -30,7 +31,7 @@ int scanCapture(const std::filesystem::path& file, double seconds) {
   std::string error;
   if (!CaptureFileReader::open(file, error)) {
     std::cerr << "scan: error: cannot replay " << file.string() << ": " << error << "\n";
-    return 2;
+    return kExitUsage;
   }
   auto time = VirtualTime::create(Date{});
   auto tally = std::make_shared<ScanTally>(time);
@@ -41,7 +42,7 @@ int scanCapture(const std::filesystem::path& file, double seconds) {
     time->advance(std::chrono::duration_cast<Duration>(std::chrono::duration<double>(seconds)));
   }
   tally->print(std::cout);
-  return 0;
+  return kExitOk;
 }
 
 }  // namespace
@@ -49,7 +50,7 @@ int scanCapture(const std::filesystem::path& file, double seconds) {
 int runScan(const ScanOptions& options) {
   if (!(options.seconds > 0)) {
     std::cerr << "scan: error: --seconds must be positive\n";
-    return 2;
+    return kExitUsage;
   }
   if (options.source.rfind("replay:", 0) == 0)
     return scanCapture(options.source.substr(7), options.seconds);
@@ -57,7 +58,7 @@ int runScan(const ScanOptions& options) {
   auto source = BluetoothSource::parse(options.source, error);
   if (!source) {
     std::cerr << "scan: error: --source " << options.source << ": " << error << "\n";
-    return 2;
+    return kExitUsage;
   }
   auto tally = std::make_shared<ScanTally>(makeSystemClock());
   auto queue = makeGlibDispatchQueueFactory()->makeSerialQueue("scan");
@@ -73,7 +74,7 @@ int runScan(const ScanOptions& options) {
   central.reset();
   queue->sync([] {});
   tally->print(std::cout);
-  return 0;
+  return kExitOk;
 }
 
 }  // namespace vicinix::host

@@ -8,6 +8,7 @@
 #include "data/model/event_factory.h"
 #include "data/model/event_type.h"
 #include "data/model/realm_configurator.h"
+#include "exit_code.h"
 #include "host_context.h"
 #include "state_printer.h"
 
@@ -24,7 +25,7 @@ int printRecords(const char* command, const std::filesystem::path& dataDir,
       RealmConfigurator::realmDirectory() / RealmConfigurator::fileName;
   if (!std::filesystem::exists(file)) {
     std::cerr << command << ": error: no database at " << file.string() << "\n";
-    return 3;
+    return kExitNoData;
   }
   nlohmann::ordered_json list;
   try {
@@ -33,10 +34,10 @@ int printRecords(const char* command, const std::filesystem::path& dataDir,
   } catch (const std::exception& error) {
     std::cerr << command << ": error: unreadable database " << file.string() << ": " << error.what()
               << "\n";
-    return 4;
+    return kExitDataUnreadable;
   }
   std::cout << printable(list) << std::endl;
-  return 0;
+  return kExitOk;
 }
 
 }  // namespace
@@ -44,7 +45,7 @@ int printRecords(const char* command, const std::filesystem::path& dataDir,
 int runSettings(const std::filesystem::path& dataDir) {
   HostContext context(dataDir, "", false);
   std::cout << printable(settingsJson()) << std::endl;
-  return 0;
+  return kExitOk;
 }
 
 int runEvents(const std::filesystem::path& dataDir) {
@@ -63,13 +64,13 @@ int runRecordEvent(const RecordOptions& options) {
   auto type = eventTypeFromRawValue(options.type);
   if (!type) {
     std::cerr << "record-event: error: unknown event type " << options.type << "\n";
-    return 2;
+    return kExitUsage;
   }
   // The backend only takes UTF-8 text; anything else could never be sent as it was typed.
   for (const auto& text : {options.campaignId, options.beacon}) {
     if (text && !g_utf8_validate(text->data(), static_cast<gssize>(text->size()), nullptr)) {
       std::cerr << "record-event: error: --campaign-id and --beacon take UTF-8 text\n";
-      return 2;
+      return kExitUsage;
     }
   }
   HostContext context(options.dataDir, "", false);
@@ -78,7 +79,7 @@ int runRecordEvent(const RecordOptions& options) {
     auto colon = options.beacon->find(':');
     if (colon == std::string::npos) {
       std::cerr << "record-event: error: --beacon takes NAMESPACE:INSTANCE\n";
-      return 2;
+      return kExitUsage;
     }
     beacon = Beacon{.id = *options.beacon,
                     .namespace_ = options.beacon->substr(0, colon),
@@ -89,9 +90,9 @@ int runRecordEvent(const RecordOptions& options) {
   if (events.unsavedCount() > 0) {
     std::cerr << "record-event: error: the database under " << options.dataDir.string()
               << " cannot be written\n";
-    return 2;
+    return kExitNotWritten;
   }
-  return 0;
+  return kExitOk;
 }
 
 }  // namespace vicinix::host

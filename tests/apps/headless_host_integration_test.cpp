@@ -16,6 +16,7 @@
 #include <set>
 #include <thread>
 
+#include "platform/linux/temporary_directory.h"
 #include "support/backend_process.h"
 #include "support/damaged_database.h"
 #include "support/host_process.h"
@@ -33,14 +34,9 @@ const std::string kCapture = std::string(VICINIX_SOURCE_DIR) + "/samples/store-e
 class HeadlessHostTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    dataDir = std::filesystem::temp_directory_path() /
-              ("vicinix-run-test-" + std::to_string(::getpid()) + "-" +
-               ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    std::filesystem::remove_all(dataDir);
     bus.startMock("notification_daemon", "org.freedesktop.Notifications",
                   R"({"capabilities": "body actions action-icons icon-static persistence"})");
   }
-  void TearDown() override { std::filesystem::remove_all(dataDir); }
 
   std::vector<std::string> runArguments(const std::vector<std::string>& extra = {}) {
     std::vector<std::string> arguments{
@@ -88,7 +84,8 @@ class HeadlessHostTest : public ::testing::Test {
 
   test::PrivateBus bus;
   test::BackendProcess backend;
-  std::filesystem::path dataDir;
+  testing::TemporaryDirectory temporary;
+  const std::filesystem::path dataDir = temporary.path;
 };
 
 TEST_F(HeadlessHostTest, ABeaconLeadsToCampaignsNotificationsAndUploadedEvents) {
@@ -153,19 +150,6 @@ TEST_F(HeadlessHostTest, ABeaconLeadsToCampaignsNotificationsAndUploadedEvents) 
     }
   }
   EXPECT_TRUE(pullEventWithBeacon) << backend.events().dump();
-  // The beacon's two notifying campaigns were recorded a stagger apart: the
-  // second slot is 50 ms after the first was due, so a first slot that ran
-  // late narrows the gap (the exact 50 ms is shown on virtual time).
-  std::vector<int> pullMillis;
-  for (const auto& event : backend.events()) {
-    if (event["eventType"] != "PULL_NOTIFICATION") continue;
-    std::string stamp = event["timestamp"];  // ...T03:05:40.148+0100
-    size_t dot = stamp.rfind('.');
-    pullMillis.push_back(std::stoi(stamp.substr(dot - 2, 2)) * 1000 +
-                         std::stoi(stamp.substr(dot + 1, 3)));
-  }
-  ASSERT_GE(pullMillis.size(), 2u);
-  EXPECT_GE((pullMillis[1] - pullMillis[0] + 60000) % 60000, 20);
   EXPECT_EQ(types.count("NEW_INSTALLATION"), 1u);
   EXPECT_EQ(types.count("CAMPAIGN_DETAIL_FROM_PULL_NOTIFICATION"), 1u);
   EXPECT_GE(types.count("APP_CLOSED"), 1u);

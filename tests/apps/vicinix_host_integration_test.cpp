@@ -3,9 +3,11 @@
 #include <SQLiteCpp/Database.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
+#include <vicinix/version.h>
 
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <set>
 
@@ -119,6 +121,7 @@ TEST_F(VicinixHostTest, ConfigureEndsWithItsExchanges) {
 }
 
 TEST_F(VicinixHostTest, FreshInstallationReadsAsDefaults) {
+  std::filesystem::create_directories(dataDir);
   auto settings = nlohmann::json::parse(host("settings").out);
   EXPECT_EQ(settings["VicinixRequiredSDKVersionDefaultsKey"], 0);
   EXPECT_EQ(settings["VicinixBluetoothOnDefaultsKey"], false);
@@ -129,9 +132,10 @@ TEST_F(VicinixHostTest, FreshInstallationReadsAsDefaults) {
 
 TEST_F(VicinixHostTest, InspectionTellsAMissingOrUnreadableDatabaseFromAnEmptyOne) {
   const std::vector<std::string> commands{"events", "campaigns", "beacons"};
+  std::filesystem::create_directories(dataDir);
   for (const auto& command : commands) {
     auto missing = host(command);
-    EXPECT_EQ(missing.exitCode, 3) << command;
+    EXPECT_EQ(missing.exitCode, 5) << command;
     EXPECT_NE(missing.err.find(command + ": error: no database at "), std::string::npos);
   }
   ASSERT_EQ(host("record-event --type APP_STARTED").exitCode, 0);
@@ -144,7 +148,7 @@ TEST_F(VicinixHostTest, InspectionTellsAMissingOrUnreadableDatabaseFromAnEmptyOn
   test::damageDatabase(realm / "vicinix.realm", test::Damage::header);
   for (const auto& command : commands) {
     auto unreadable = host(command);
-    EXPECT_EQ(unreadable.exitCode, 4) << command;
+    EXPECT_EQ(unreadable.exitCode, 6) << command;
     EXPECT_NE(unreadable.err.find("unreadable database"), std::string::npos) << unreadable.err;
   }
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(realm), {}), 1)
@@ -171,6 +175,75 @@ TEST_F(VicinixHostTest, RunRefusesACaptureItCannotReadAndASecondHostOnTheDirecto
   EXPECT_NE(second.err.find("another vicinix-host (pid " + std::to_string(first.pid()) + ")"),
             std::string::npos)
       << second.err;
+}
+
+// The exit-code table across commands, the refusals that come before any work,
+// and where the key comes from. Usage errors take the table's code, not the
+// argument parser's own.
+TEST_F(VicinixHostTest, ExitCodesRefusalsAndTheKeysSources) {
+  const std::string binary = VICINIX_HOST_BINARY;
+  const std::string dead = " --endpoint http://127.0.0.1:9/graphql";
+  struct Case {
+    std::string arguments;
+    int exitCode;
+    std::string message;
+  };
+  for (const auto& [arguments, exitCode, message] : std::vector<Case>{
+           {"--no-such-option", 2, "vicinix-host: error: "},
+           {"", 2, "vicinix-host: error: A subcommand is required"},
+           {"settings", 5, "settings: error: no data directory " + dataDir.string()},
+           {"render list --png x.png", 5, "render: error: no data directory"},
+           {"run" + dead, 2, "run: error: no application key"},
+           {"run --app-key-file /nonexistent/key" + dead, 2, "cannot read the key file"},
+           {"run --app-key k --app-key-file /dev/null" + dead, 2, "excludes"},
+           {"run --app-key k --endpoint ''", 2, "is not a URL"},
+       }) {
+    auto result = host(arguments);
+    EXPECT_EQ(result.exitCode, exitCode) << arguments << "\n" << result.err;
+    EXPECT_NE(result.err.find(message), std::string::npos) << arguments << "\n" << result.err;
+  }
+  EXPECT_FALSE(std::filesystem::exists(dataDir)) << "refusing to look created nothing";
+  auto version = test::runCommand(binary + " --version");
+  EXPECT_EQ(version.exitCode, 0);
+  EXPECT_EQ(version.out, "vicinix-host " VICINIX_VERSION_STRING " (backend protocol 1)\n");
+
+  // The file's first line, trimmed, wins over the environment: the backend
+  // refuses the environment's key, so a success proves which one was sent.
+  test::BackendProcess backend;
+  const auto keyFile =
+      std::filesystem::temp_directory_path() / ("vicinix-key-" + std::to_string(::getpid()));
+  std::ofstream(keyFile) << "  demo-app-key \t\nsecond line\n";
+  std::filesystem::permissions(keyFile, std::filesystem::perms(0644));
+  auto fromFile = test::runCommand(
+      "VICINIX_APP_KEY=wrong-key " + binary + " configure --app-key-file " + keyFile.string() +
+      " --endpoint " + backend.endpoint() + " --data-dir " + dataDir.string());
+  std::filesystem::remove(keyFile);
+  EXPECT_EQ(fromFile.exitCode, 0) << fromFile.err;
+  EXPECT_EQ(nlohmann::json::parse(fromFile.out)["VicinixApplicationKeyDefaultsKey"],
+            "demo-app-key");
+  EXPECT_NE(fromFile.err.find("configure: warning: the key file " + keyFile.string() +
+                              " can be read by every user"),
+            std::string::npos)
+      << fromFile.err;
+  auto fromEnvironment =
+      test::runCommand("VICINIX_APP_KEY=wrong-key " + binary + " configure --endpoint " +
+                       backend.endpoint() + " --data-dir " + dataDir.string());
+  EXPECT_EQ(fromEnvironment.exitCode, 3);
+  EXPECT_NE(fromEnvironment.err.find("Unknown application key"), std::string::npos);
+
+  // In a service whose output is the journal, each line carries its priority;
+  // the SDK's own warnings included. Both streams go to one file, as systemd
+  // connects them.
+  auto journal = test::runCommand(
+      "sh -c 'exec 2>&1; JOURNAL_STREAM=$(stat -L -c %d:%i /dev/stderr) exec \"$0\" \"$@\"' " +
+      binary + " run --app-key k --source hci:7 --duration 0.2" + dead + " --data-dir " +
+      dataDir.string());
+  EXPECT_EQ(journal.exitCode, 0) << journal.out;
+  for (const char* line : {"\n<6>run: starting with the key from --app-key against",
+                           "\n<4>vicinix: ", "\n<4>run: warning: events not uploaded"})
+    EXPECT_NE(("\n" + journal.out).find(line), std::string::npos) << line << "\n" << journal.out;
+  auto plain = host("record-event --type NOT_A_KIND");
+  EXPECT_EQ(plain.err.rfind("record-event: error: ", 0), 0u) << "no prefix off the journal";
 }
 
 }  // namespace

@@ -103,13 +103,6 @@ TEST_F(BeaconManagerTest, OtherNamespacesAndEIDSightingsAreUnsupported) {
   EXPECT_EQ(lines[1].rfind("Find unsupported beacon: (Eddystone EID ", 0), 0u);
 }
 
-TEST_F(BeaconManagerTest, TheKillSwitchStopsScanningAndAsksNothing) {
-  env.defaults->setInteger("VicinixRequiredSDKVersionDefaultsKey", 1);
-  see();
-  EXPECT_TRUE(queries().empty());
-  EXPECT_FALSE(env.bluetooth->isScanning());
-}
-
 TEST_F(BeaconManagerTest, TheBluetoothStatusIsStored) {
   env.bluetooth->setState(BluetoothCentralState::poweredOff);
   BeaconManager::shared().startScanning();

@@ -42,7 +42,7 @@ class VicinixTest : public ::testing::Test {
   }
 };
 
-TEST_F(VicinixTest, StartStoresTheKeyRecordsTheInstallationOnceAndScans) {
+TEST_F(VicinixTest, StartStoresTheKeyAsksForNotificationsAndScans) {
   Vicinix::start("key-1");
   env.time->runUntilIdle();
   EXPECT_EQ(Vicinix::applicationKey(), "key-1");
@@ -50,18 +50,6 @@ TEST_F(VicinixTest, StartStoresTheKeyRecordsTheInstallationOnceAndScans) {
   EXPECT_TRUE(env.bluetooth->isScanning());
   EXPECT_EQ(env.notifications->authorizationRequests(), std::vector<int>{7});
   EXPECT_EQ(env.defaults->integer("VicinixLastSDKVersionDefaultsKey"), 1);
-
-  Vicinix::start("key-1");
-  env.time->runUntilIdle();
-  // Start uploaded the first installation event, which cleared the store.
-  EXPECT_TRUE(eventTypes().empty());
-  int installations = 0;
-  for (const auto& request : env.http->requests()) {
-    if (test::GraphQLResponder::queryOf(request).find("NEW_INSTALLATION") != std::string::npos) {
-      ++installations;
-    }
-  }
-  EXPECT_EQ(installations, 1);
 }
 
 TEST_F(VicinixTest, ADisabledSdkConfiguresButNeverScansAndFetchesNothingInTheBackground) {
@@ -103,16 +91,6 @@ TEST_F(VicinixTest, BatchRepliesBeyondTheFirstFindNoTaskLeft) {
   env.time->runAll();
   EXPECT_EQ(completions, 2);  // the list is empty again after the second batch
   EXPECT_EQ(linesStartingWith("Remaining tasks: ").size(), 4u);
-}
-
-TEST_F(VicinixTest, ForegroundAndBackgroundRecordAndUpload) {
-  Vicinix::applicationDidBecomeActive();
-  EXPECT_EQ(eventTypes(), std::vector<std::string>{"APP_STARTED"});
-  Vicinix::applicationDidEnterBackground();
-  env.time->runUntilIdle();
-  EXPECT_TRUE(eventTypes().empty());
-  auto last = test::GraphQLResponder::queryOf(env.http->requests().back());
-  EXPECT_NE(last.find("APP_CLOSED"), std::string::npos);
 }
 
 TEST_F(VicinixTest, OnlyKnownCampaignsOfAScreenTypeAreOpened) {

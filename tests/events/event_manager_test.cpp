@@ -4,7 +4,6 @@
 
 #include "data/model/event_factory.h"
 #include "data/model/event_table.h"
-#include "events/chunked.h"
 #include "platform/fake/fake_sdk.h"
 
 namespace vicinix {
@@ -85,14 +84,6 @@ TEST_F(EventManagerTest, AnAcceptedUploadDeletesWhatItReadAndNothingRecordedSinc
   auto left = EventTable(*EventFactory::shared().realm()).all();
   ASSERT_EQ(left.size(), 1u);
   EXPECT_EQ(left[0].campaignId, "c1");
-}
-
-TEST(ChunkedTest, CutsInOrderWithTheRemainderLastAndNoEmptyPiece) {
-  EXPECT_EQ(chunked(std::vector<int>{1, 2, 3, 4}, 2),
-            (std::vector<std::vector<int>>{{1, 2}, {3, 4}}));
-  EXPECT_EQ(chunked(std::vector<int>{1, 2, 3, 4, 5}, 2),
-            (std::vector<std::vector<int>>{{1, 2}, {3, 4}, {5}}));
-  EXPECT_TRUE(chunked(std::vector<int>{}, 20).empty());
 }
 
 }  // namespace

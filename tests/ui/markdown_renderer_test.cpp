@@ -7,12 +7,10 @@
 
 #include "platform/linux/temporary_directory.h"
 #include "ui/fake/fake_font_book.h"
-#include "ui/line_style.h"
 
 namespace vicinix {
 namespace {
 
-const Color kBlack{};
 const Color kRed{1, 0, 0, 1};
 const Color kBlue{0, 0, 1, 1};
 
@@ -60,7 +58,7 @@ void expectAll(std::initializer_list<Case> cases, Render render) {
     EXPECT_EQ(render(source), expected) << "source: \"" << source << '"';
 }
 
-TEST_F(MarkdownRendererTest, InstructionCharactersOpenOneRunUpToTheNext) {
+TEST_F(MarkdownRendererTest, InstructionCharactersOpenOneRunUpToTheNextUnlessBlankOrEscaped) {
   expectAll({{"Hello *world*", "[Hello ][world]{i}"},
              {"**bold** and __bold__", "[bold]{b}[ and ][bold]{b}"},
              {"`code` here", "[\tcode]{Fake Mono}[ here]"},
@@ -71,12 +69,9 @@ TEST_F(MarkdownRendererTest, InstructionCharactersOpenOneRunUpToTheNext) {
              {"*_both", "[both]"},
              // No nesting: the bold ends at the inner asterisk, and the
              // rest is plain because blanks follow the later runs.
-             {"**bold *it* x**", "[bold ]{b}[it* x**]"}},
-            [this](const std::string& text) { return render(text); });
-}
-
-TEST_F(MarkdownRendererTest, InstructionBeforeBlankOrPunctuationIsLiteral) {
-  expectAll({{"2 * 3", "[2 * 3]"},
+             {"**bold *it* x**", "[bold ]{b}[it* x**]"},
+             // Before a blank or punctuation an instruction is literal.
+             {"2 * 3", "[2 * 3]"},
              {"x *.y", "[x *.y]"},
              {"end *", "[end *]"},
              // Symbols are not punctuation: a word starts there.
@@ -87,12 +82,9 @@ TEST_F(MarkdownRendererTest, InstructionBeforeBlankOrPunctuationIsLiteral) {
              {"x *\u201Ey\u201C", "[x *\u201Ey\u201C]"},
              {"x *\u00A0y", "[x *\u00A0y]"},
              {"x *\u010Dau*", "[x ][\u010Dau]{i}"},
-             {"x *\u2014 y", "[x *\u2014 y]"}},
-            [this](const std::string& text) { return render(text); });
-}
-
-TEST_F(MarkdownRendererTest, BackslashEscapesTakeCharactersOutOfTheTag) {
-  expectAll({{"a \\*b*", "[a *b]"},
+             {"x *\u2014 y", "[x *\u2014 y]"},
+             // Backslash escapes take characters out of the tag.
+             {"a \\*b*", "[a *b]"},
              {"\\\\x", "[\\x]"},
              {"\\**x", "[*x]{i}"},  // the escape leaves "*", which is italic
              {"a \\ b", "[a \\ b]"},
@@ -101,13 +93,6 @@ TEST_F(MarkdownRendererTest, BackslashEscapesTakeCharactersOutOfTheTag) {
              // Before a blank only the tag's remaining characters are shown.
              {"a \\* b", "[a  b]"}},
             [this](const std::string& text) { return render(text); });
-  using S = std::pair<const char*, LineStyle>;
-  for (auto [run, style] :
-       {S{"**", LineStyle::bold}, S{"__", LineStyle::bold}, S{"*", LineStyle::italic},
-        S{"_", LineStyle::italic}, S{"`", LineStyle::code}, S{"[", LineStyle::link},
-        S{"", LineStyle::none}, S{"***", LineStyle::none}, S{"*_", LineStyle::none},
-        S{"\\", LineStyle::none}})
-    EXPECT_EQ(styleFromString(run), style) << run;
 }
 
 TEST_F(MarkdownRendererTest, LinksNeedTextAndAddress) {
@@ -225,22 +210,6 @@ TEST_F(MarkdownRendererTest, FontFallbacks) {
               (Font{FakeFontBook::kPlain, 15}))
         << text;
   }
-}
-
-TEST_F(MarkdownRendererTest, SettersForAllStylesLeaveBoldAlone) {
-  MarkdownRenderer renderer("x", fonts);
-  renderer.setFontSizeForAllStyles(20);
-  renderer.setFontColorForAllStyles(kRed);
-  renderer.setFontNameForAllStyles(FakeFontBook::kSerif);
-  for (const BasicStyles* style : {&renderer.h1, &renderer.h6, &renderer.body, &renderer.link,
-                                   &renderer.italic, &renderer.code}) {
-    EXPECT_EQ(style->fontSize, 20);
-    EXPECT_EQ(style->color, kRed);
-    EXPECT_EQ(style->fontName, FakeFontBook::kSerif);
-  }
-  EXPECT_EQ(renderer.bold.fontSize, 0);
-  EXPECT_EQ(renderer.bold.color, kBlack);
-  EXPECT_EQ(renderer.bold.fontName, FakeFontBook::kSans) << "the preferred body font's name";
 }
 
 TEST_F(MarkdownRendererTest, FromFileReadsUtf8Only) {

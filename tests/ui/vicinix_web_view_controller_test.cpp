@@ -36,8 +36,6 @@ TEST_F(WebDetailTest, LoadsTheDetailPathWithTheDeviceAndKeyAppendedOverTheWholeS
   EXPECT_EQ(view.loads[0].timeout, 60s);
   EXPECT_EQ(view.superview(), screen->view().get());
   EXPECT_EQ(view.frame(), (Rect{0, 0, 320, 568}));
-  EXPECT_FALSE(view.opaque);
-  EXPECT_EQ(view.backgroundColor.alpha, 0);
   EXPECT_FALSE(view.loadFinished) << "the screen takes no decisions on how a load ends";
   EXPECT_FALSE(screen->infoScreen);
 }

@@ -1,7 +1,11 @@
 #include "platform/linux/standard_stream_log.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <string>
+
+#include "platform/linux/journal_stream.h"
 
 namespace vicinix {
 namespace {
@@ -18,11 +22,24 @@ void writeLine(std::FILE* stream, std::string_view prefix, std::string_view line
 
 class StandardStreamLog final : public Log {
  public:
-  void debugLine(std::string_view line) override { writeLine(stdout, "", line); }
+  // Decided once: a service's streams do not move to the journal or away
+  // from it while it runs.
+  StandardStreamLog()
+      : debugPrefix_(journalPrefix(isJournalStream(STDOUT_FILENO), JournalPriority::debug)),
+        systemPrefix_(
+            std::string(journalPrefix(isJournalStream(STDERR_FILENO), JournalPriority::warning)) +
+            "vicinix: ") {}
+
+  void debugLine(std::string_view line) override { writeLine(stdout, debugPrefix_, line); }
 
   // There is no syslog call on purpose: systemd services have stderr in the
-  // journal already, and a desktop session keeps it in its own log.
-  void systemLine(std::string_view line) override { writeLine(stderr, "vicinix: ", line); }
+  // journal already, and a desktop session keeps it in its own log. In the
+  // journal these lines are warnings, so `journalctl -p warning` shows them.
+  void systemLine(std::string_view line) override { writeLine(stderr, systemPrefix_, line); }
+
+ private:
+  const std::string debugPrefix_;
+  const std::string systemPrefix_;
 };
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "platform/linux/temporary_directory.h"
 #include "support/backend_process.h"
 #include "support/host_process.h"
 #include "support/private_bus.h"
@@ -32,13 +33,9 @@ constexpr const char* kSheetTitle = "vicinix-host";
 class HostWindowTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    dataDir =
-        std::filesystem::temp_directory_path() / ("vicinix-gui-test-" + std::to_string(::getpid()));
-    std::filesystem::remove_all(dataDir);
     bus.startMock("notification_daemon", "org.freedesktop.Notifications",
                   R"({"capabilities": "body actions action-icons icon-static persistence"})");
   }
-  void TearDown() override { std::filesystem::remove_all(dataDir); }
 
   // A screenshot of the window, which must show more than one flat colour
   // once it has painted: a window is mapped a moment before it is drawn.
@@ -86,7 +83,8 @@ class HostWindowTest : public ::testing::Test {
   test::PrivateBus bus;
   test::BackendProcess backend;
   test::XvfbDisplay screen;
-  std::filesystem::path dataDir;
+  testing::TemporaryDirectory temporary;
+  const std::filesystem::path dataDir = temporary.path;
 };
 
 TEST_F(HostWindowTest, TheListFillsOpensCampaignsInSheetsAndClosingTheWindowStopsTheHost) {

@@ -3,7 +3,6 @@
 #include <QApplication>
 #include <QImage>
 #include <QScrollArea>
-#include <QTest>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -85,16 +84,6 @@ TEST_F(QtPageTest, WidgetsStandWhereThePageComputedAndLabelsAreAsTallAsTheirText
   }
   EXPECT_GT(lastInk, height - band);
   EXPECT_LT(lastInk, height - band + band / VicinixAppearance::lineHeight());
-}
-
-TEST_F(QtPageTest, AClickOnAPageButtonOpensItsLink) {
-  addSpringPage();
-  auto page = loadPage();
-  widgetOf(page->view())->show();
-  QWidget* button = widgetOf(page->views.back());
-  QTest::mouseClick(button, Qt::LeftButton, {}, button->rect().center());
-  QCoreApplication::processEvents();
-  EXPECT_EQ(env.application->openedURLs(), std::vector<std::string>{"https://shop.test/spring"});
 }
 
 // vicinix-host render, on the data directory this test's SDK stores into.

@@ -63,13 +63,6 @@ class QtToolkitTest : public ::testing::Test {
     label->setText(text);
     return label;
   }
-
-  StyledText styled(double lineHeight) {
-    Font body = kit.fonts().preferredFont(TextStyle::body);
-    return StyledText{{{"First paragraph\nSecond ", body, kBlack, std::nullopt},
-                       {"paragraph", *kit.fonts().withBold(body), kBlack, std::nullopt}},
-                      lineHeight};
-  }
 };
 
 TEST_F(QtToolkitTest, LabelsFitTheTextTheyDrawAtTheirWidth) {
@@ -101,18 +94,6 @@ TEST_F(QtToolkitTest, LabelsFitTheTextTheyDrawAtTheirWidth) {
   EXPECT_LE(word->frame().width, 60);
   EXPECT_GT(word->frame().height, lineHeight);
   EXPECT_EQ(label("", 17, 60)->sizeThatFits({60, 10000}), (Size{0, 0}));
-}
-
-TEST_F(QtToolkitTest, LineHeightMultipleSpacesEveryLineOfStyledText) {
-  auto heightWith = [&](double lineHeight) {
-    auto text = kit.makeLabel();
-    text->setNumberOfLines(0);
-    text->setStyledText(styled(lineHeight));
-    return text->sizeThatFits({300, 10000}).height;
-  };
-  double natural = heightWith(0), single = heightWith(1), fivefold = heightWith(5);
-  EXPECT_EQ(single, natural);
-  EXPECT_NEAR(fivefold, 5 * single, 2) << single;
 }
 
 TEST_F(QtToolkitTest, StyledRunsKeepTheirFacesColoursAndLinks) {
