@@ -78,7 +78,12 @@ if(TARGET vicinix-host)
   install(TARGETS vicinix-host RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT host)
   set(VICINIX_HOST_DIR ${PROJECT_SOURCE_DIR}/apps/vicinix-host)
   if(EXISTS ${VICINIX_HOST_DIR}/vicinix-host.1)
-    install(FILES ${VICINIX_HOST_DIR}/vicinix-host.1
+    # Compressed as man-db and Debian expect it; gzip -n keeps the bytes
+    # reproducible. A new page re-runs the configure step.
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${VICINIX_HOST_DIR}/vicinix-host.1)
+    execute_process(COMMAND gzip -9nc ${VICINIX_HOST_DIR}/vicinix-host.1
+      OUTPUT_FILE ${PROJECT_BINARY_DIR}/vicinix-host.1.gz COMMAND_ERROR_IS_FATAL ANY)
+    install(FILES ${PROJECT_BINARY_DIR}/vicinix-host.1.gz
       DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT host)
   endif()
   if(EXISTS ${VICINIX_HOST_DIR}/vicinix-host.service)
