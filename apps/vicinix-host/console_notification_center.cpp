@@ -6,8 +6,10 @@
 
 namespace vicinix::host {
 
-ConsoleNotificationCenter::ConsoleNotificationCenter(std::shared_ptr<DispatchQueue> mainQueue)
+ConsoleNotificationCenter::ConsoleNotificationCenter(std::shared_ptr<DispatchQueue> mainQueue,
+                                                     const std::filesystem::path& pictures)
     : mainQueue_(std::move(mainQueue)),
+      pictures_(std::make_shared<NotificationPictureFolder>(pictures)),
       pending_(std::make_shared<std::map<std::string, uint64_t>>()) {}
 
 void ConsoleNotificationCenter::requestAuthorization(int, std::function<void(bool)> completion) {
@@ -27,11 +29,15 @@ void ConsoleNotificationCenter::add(const NotificationRequest& request,
   (*pending_)[request.identifier] = generation;
   auto delay =
       std::chrono::duration_cast<Duration>(std::chrono::duration<double>(request.triggerDelay));
-  mainQueue_->asyncAfter(delay, [pending = pending_, request, generation] {
+  mainQueue_->asyncAfter(delay, [pending = pending_, pictures = pictures_, request, generation] {
     auto found = pending->find(request.identifier);
-    if (found == pending->end() || found->second != generation) return;
-    pending->erase(found);
-    std::cout << line(request) << std::endl;
+    bool current = found != pending->end() && found->second == generation;
+    if (current) {
+      pending->erase(found);
+      std::cout << line(request) << std::endl;
+    }
+    // Printed or replaced, nobody looks at the picture again.
+    for (const auto& attachment : request.content.attachments) pictures->remove(attachment.file);
   });
   mainQueue_->async([completion = std::move(completion)] { completion(std::nullopt); });
 }
@@ -49,7 +55,7 @@ std::optional<NotificationAttachment> ConsoleNotificationCenter::makeAttachment(
 std::string ConsoleNotificationCenter::line(const NotificationRequest& request) {
   std::string text = "notification: " + request.content.title + " | " + request.content.body;
   if (!request.content.attachments.empty()) {
-    text += " [picture " + request.content.attachments.front().file.string() + "]";
+    text += " [picture " + request.content.attachments.front().identifier + "]";
   }
   return text;
 }

@@ -205,8 +205,9 @@ int runRun(const RunOptions& options) {
   } else {
     std::cout << "notifications: no notification server on the session bus; printing them here"
               << std::endl;
-    platform.notifications =
-        std::make_shared<ConsoleNotificationCenter>(platform.queues->mainQueue());
+    platform.notifications = std::make_shared<ConsoleNotificationCenter>(
+        platform.queues->mainQueue(),
+        NotificationPictureFolder::rootFor(platformOptions.appName, platform.directories.library));
   }
   auto notifications = platform.notifications;
 

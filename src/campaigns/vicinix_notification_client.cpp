@@ -114,12 +114,15 @@ void VicinixNotificationClient::countNotification() {
 std::optional<NotificationAttachment> VicinixNotificationClient::createImageAttachment(
     const std::string& identifier, const std::vector<uint8_t>& data) {
   std::error_code error;
-  std::filesystem::path directory =
-      std::filesystem::temp_directory_path(error) / ("vicinix-" + makeUuidString());
+  // The centre's own place: it removes the picture once it is shown.
+  std::filesystem::path base = sdk_.notifications().attachmentDirectory();
+  std::filesystem::path directory = base / ("vicinix-" + makeUuidString());
   std::string reason;
   if (!isSafeFileName(identifier)) {
     reason = "unusable attachment name " + identifier;
-  } else if (error || !std::filesystem::create_directories(directory, error)) {
+  } else if (base.empty()) {
+    reason = "no place for notification pictures";
+  } else if (!std::filesystem::create_directories(directory, error)) {
     reason = error ? error.message() : "cannot create " + directory.string();
   } else {
     std::ofstream file(directory / identifier, std::ios::binary);

@@ -33,8 +33,9 @@ class VicinixNotificationClient {
   void requestNotificationAuthorization();
   // Badge and day count after a notification was taken.
   void completeNotification();
-  // Writes `data` to a fresh temporary directory as `identifier` and makes
-  // the attachment of it; nothing on failure.
+  // Writes `data` as `identifier` to a fresh folder in the notification
+  // centre's attachment directory and makes the attachment of it; nothing on
+  // failure.
   std::optional<NotificationAttachment> createImageAttachment(const std::string& identifier,
                                                               const std::vector<uint8_t>& data);
 

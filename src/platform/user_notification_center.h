@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace vicinix {
@@ -67,6 +68,12 @@ class UserNotificationCenter {
   // `completion` gets the error in words, or nothing when the request was taken.
   virtual void add(const NotificationRequest& request,
                    std::function<void(std::optional<std::string> error)> completion) = 0;
+  // Where callers write the pictures they attach. A picture handed over
+  // from there is the centre's: it removes it once it needs it no more.
+  virtual std::filesystem::path attachmentDirectory() {
+    std::error_code ignored;
+    return std::filesystem::temp_directory_path(ignored);
+  }
   // An attachment for `file`; nothing, with the reason in `error`, when the
   // file cannot be shown (missing, unreadable).
   virtual std::optional<NotificationAttachment> makeAttachment(const std::string& identifier,

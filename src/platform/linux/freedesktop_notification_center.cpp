@@ -1,5 +1,6 @@
 #include "platform/linux/freedesktop_notification_center.h"
 
+#include <gdk-pixbuf/gdk-pixbuf.h>
 #include <gio/gio.h>
 #include <pthread.h>
 #include <unistd.h>
@@ -26,6 +27,9 @@ constexpr const char* kServerPath = "/org/freedesktop/Notifications";
 constexpr const char* kServerInterface = "org.freedesktop.Notifications";
 constexpr int kCallTimeoutMs = 10000;
 constexpr guint kConnectTimeoutMs = 10000;
+// Larger than any server shows a notification's picture; keeps the message
+// under a megabyte.
+constexpr int kMaxImageSide = 512;
 
 using AddCompletion = std::function<void(std::optional<std::string>)>;
 
@@ -38,14 +42,33 @@ std::string validUtf8(const std::string& text) {
   return result;
 }
 
-std::string uriOf(const std::filesystem::path& file) {
-  std::error_code ignored;
-  std::filesystem::path absolute = std::filesystem::absolute(file, ignored);
-  gchar* uri = g_filename_to_uri(absolute.c_str(), nullptr, nullptr);
-  if (uri == nullptr) return {};
-  std::string result(uri);
-  g_free(uri);
-  return result;
+// The picture's pixels as the "image-data" hint wants them, or null when the
+// file does not decode. Servers must prefer this to "image-path", and unlike
+// a path, which a server may read again whenever it redraws, it needs no
+// file once the message is sent.
+GVariant* imageData(const std::filesystem::path& file) {
+  GdkPixbuf* pixbuf = gdk_pixbuf_new_from_file(file.c_str(), nullptr);
+  if (pixbuf == nullptr) return nullptr;
+  int width = gdk_pixbuf_get_width(pixbuf);
+  int height = gdk_pixbuf_get_height(pixbuf);
+  if (std::max(width, height) > kMaxImageSide) {
+    double scale = double(kMaxImageSide) / std::max(width, height);
+    width = std::max(1, int(std::lround(width * scale)));
+    height = std::max(1, int(std::lround(height * scale)));
+    GdkPixbuf* scaled = gdk_pixbuf_scale_simple(pixbuf, width, height, GDK_INTERP_BILINEAR);
+    g_object_unref(pixbuf);
+    if (scaled == nullptr) return nullptr;
+    pixbuf = scaled;
+  }
+  GBytes* pixels = gdk_pixbuf_read_pixel_bytes(pixbuf);
+  GVariant* data =
+      g_variant_new("(iiibii@ay)", width, height, gdk_pixbuf_get_rowstride(pixbuf),
+                    gdk_pixbuf_get_has_alpha(pixbuf), gdk_pixbuf_get_bits_per_sample(pixbuf),
+                    gdk_pixbuf_get_n_channels(pixbuf),
+                    g_variant_new_from_bytes(G_VARIANT_TYPE_BYTESTRING, pixels, TRUE));
+  g_bytes_unref(pixels);
+  g_object_unref(pixbuf);
+  return data;
 }
 
 }  // namespace
@@ -54,9 +77,11 @@ std::string uriOf(const std::filesystem::path& file) {
 // response handler's setter.
 class FreedesktopNotificationCenter::Core {
  public:
-  Core(std::string appName, std::shared_ptr<Log> log)
+  Core(std::string appName, std::shared_ptr<Log> log,
+       std::shared_ptr<const NotificationPictureFolder> pictures)
       : appName_(validUtf8(appName)),
         log_(std::move(log)),
+        pictures_(std::move(pictures)),
         context_(g_main_context_new()),
         cancellable_(g_cancellable_new()) {}
 
@@ -110,6 +135,13 @@ class FreedesktopNotificationCenter::Core {
     if (stopping_) return;
     Waiting& waiting = waiting_[request.identifier];
     if (waiting.timer != nullptr) dropTimer(waiting);
+    // The request replaced never goes out; its picture is not needed.
+    for (const auto& attachment : waiting.request.content.attachments) {
+      if (std::ranges::find(request.content.attachments, attachment) ==
+          request.content.attachments.end()) {
+        pictures_->remove(attachment.file);
+      }
+    }
     waiting.request = std::move(request);
     waiting.due = false;
     double delay = waiting.request.triggerDelay;
@@ -203,7 +235,10 @@ class FreedesktopNotificationCenter::Core {
     sending_.insert(identifier);
     auto outgoing = std::make_shared<Waiting>(std::move(node.mapped()));
     withConnection([this, identifier, outgoing](const std::string& error) {
-      if (!error.empty()) return finishSending(identifier, error);
+      if (!error.empty()) {
+        discardPictures(outgoing->request);
+        return finishSending(identifier, error);
+      }
       withCapabilities([this, identifier, outgoing] { notify(identifier, outgoing); });
     });
   }
@@ -221,9 +256,12 @@ class FreedesktopNotificationCenter::Core {
     GVariantBuilder hints;
     g_variant_builder_init(&hints, G_VARIANT_TYPE("a{sv}"));
     if (!request.content.attachments.empty()) {
-      std::string uri = uriOf(request.content.attachments.front().file);
-      if (!uri.empty()) {
-        g_variant_builder_add(&hints, "{sv}", "image-path", g_variant_new_string(uri.c_str()));
+      const std::filesystem::path& file = request.content.attachments.front().file;
+      if (GVariant* pixels = imageData(file)) {
+        g_variant_builder_add(&hints, "{sv}", "image-data", pixels);
+      } else if (log_) {
+        log_->systemLine("Notification " + identifier +
+                         " goes without its picture: " + file.string() + " does not decode");
       }
     }
     if (request.content.defaultSound) {
@@ -242,6 +280,8 @@ class FreedesktopNotificationCenter::Core {
                       validUtf8(request.content.title).c_str(), body.c_str(), &actions, &hints, -1);
     call("Notify", parameters, G_VARIANT_TYPE("(u)"),
          [this, identifier, outgoing](GVariant* reply, const std::string& error) {
+           // Shown or refused, the server has had the pixels.
+           discardPictures(outgoing->request);
            if (reply != nullptr) {
              guint32 id = 0;
              g_variant_get(reply, "(u)", &id);
@@ -249,6 +289,10 @@ class FreedesktopNotificationCenter::Core {
            }
            finishSending(identifier, reply != nullptr ? std::string() : error);
          });
+  }
+
+  void discardPictures(const NotificationRequest& request) {
+    for (const auto& attachment : request.content.attachments) pictures_->remove(attachment.file);
   }
 
   void remember(const std::string& identifier, uint32_t id, const NotificationRequest& request) {
@@ -460,6 +504,7 @@ class FreedesktopNotificationCenter::Core {
 
   const std::string appName_;
   const std::shared_ptr<Log> log_;
+  const std::shared_ptr<const NotificationPictureFolder> pictures_;
   GMainContext* const context_;
   GCancellable* const cancellable_;
 
@@ -486,8 +531,10 @@ class FreedesktopNotificationCenter::Core {
 };
 
 FreedesktopNotificationCenter::FreedesktopNotificationCenter(std::string appName,
-                                                             std::shared_ptr<Log> log)
-    : core_(std::make_shared<Core>(std::move(appName), std::move(log))) {
+                                                             std::shared_ptr<Log> log,
+                                                             const std::filesystem::path& pictures)
+    : pictures_(std::make_shared<NotificationPictureFolder>(pictures, log)),
+      core_(std::make_shared<Core>(std::move(appName), std::move(log), pictures_)) {
   thread_ = std::thread([core = core_] { core->run(); });
 }
 
@@ -528,6 +575,10 @@ void FreedesktopNotificationCenter::add(
   core_->post([core, request, completion = std::move(completion)]() mutable {
     core->add(std::move(request), std::move(completion));
   });
+}
+
+std::filesystem::path FreedesktopNotificationCenter::attachmentDirectory() {
+  return pictures_->path();
 }
 
 std::optional<NotificationAttachment> FreedesktopNotificationCenter::makeAttachment(

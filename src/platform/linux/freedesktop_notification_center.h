@@ -4,6 +4,7 @@
 #include <string>
 #include <thread>
 
+#include "platform/linux/notification_picture_folder.h"
 #include "platform/log.h"
 #include "platform/user_notification_center.h"
 
@@ -19,8 +20,12 @@ class FreedesktopNotificationCenter final : public UserNotificationCenter {
  public:
   // `appName` is what the desktop shows as the sender; `log`, if given, gets
   // one system line for each notification that could not be shown.
+  // `pictures` is the root of the pictures' folders (see
+  // NotificationPictureFolder::rootFor); without one they go under the
+  // system's temporary directory, and only this centre's own are removed.
   explicit FreedesktopNotificationCenter(std::string appName = "vicinix",
-                                         std::shared_ptr<Log> log = nullptr);
+                                         std::shared_ptr<Log> log = nullptr,
+                                         const std::filesystem::path& pictures = {});
   ~FreedesktopNotificationCenter() override;
   FreedesktopNotificationCenter(const FreedesktopNotificationCenter&) = delete;
   FreedesktopNotificationCenter& operator=(const FreedesktopNotificationCenter&) = delete;
@@ -36,6 +41,11 @@ class FreedesktopNotificationCenter final : public UserNotificationCenter {
   // log. Only a click on a notification sent by this centre is reported.
   void add(const NotificationRequest& request,
            std::function<void(std::optional<std::string> error)> completion) override;
+  // This centre's own picture folder. The pixels of a picture go in the
+  // message itself, so a picture from here is removed as soon as the server
+  // has answered; what is left goes with the centre, or at the next start
+  // after a crash.
+  std::filesystem::path attachmentDirectory() override;
   // Any thread. Checks the file is a readable regular file.
   std::optional<NotificationAttachment> makeAttachment(const std::string& identifier,
                                                        const std::filesystem::path& file,
@@ -45,6 +55,7 @@ class FreedesktopNotificationCenter final : public UserNotificationCenter {
 
  private:
   class Core;
+  std::shared_ptr<const NotificationPictureFolder> pictures_;
   std::shared_ptr<Core> core_;
   std::thread thread_;
 };

@@ -81,7 +81,9 @@ Platform makeLinuxPlatform(const LinuxPlatformOptions& options) {
       .reachability = makeNetlinkReachabilityProbe(),
       .location = makeLinuxLocationService(),
       .bluetooth = options.bluetooth.centralFactory(log),
-      .notifications = std::make_shared<FreedesktopNotificationCenter>(options.appName, log),
+      .notifications = std::make_shared<FreedesktopNotificationCenter>(
+          options.appName, log,
+          NotificationPictureFolder::rootFor(options.appName, directories.library)),
       .images = std::make_shared<GdkPixbufImageCodec>(),
       .application = std::make_shared<LinuxApplication>(
           log, options.desktopId.empty() ? options.appName : options.desktopId),

@@ -30,7 +30,9 @@ DeviceInfo currentDeviceInfo();
 
 // The real services: GLib main context, libcurl, the kernel's routing state,
 // the settings file <app-data>/Library/Preferences/vicinix.plist, Bluetooth
-// from the chosen source.
+// from the chosen source, notifications whose pictures wait in
+// $XDG_RUNTIME_DIR/<appName>/notification-pictures, or without one in
+// <app-data>/Library/Caches/Notifications, only until the server has them.
 Platform makeLinuxPlatform(const LinuxPlatformOptions& options);
 
 // Runs the default GLib main context until quitMainLoop(), for headless hosts.

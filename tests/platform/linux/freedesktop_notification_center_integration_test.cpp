@@ -1,12 +1,18 @@
+#include <fcntl.h>
+#include <gdk-pixbuf/gdk-pixbuf.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <fstream>
 #include <functional>
 #include <future>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/fake/recording_log.h"
@@ -64,9 +70,27 @@ NotificationRequest request(const std::string& identifier, const std::string& ti
 struct NotifyCall {
   std::string appName;
   uint32_t replacesId = 0;
-  std::string summary, body, imagePath, soundName;
+  std::string summary, body, soundName;
   std::vector<std::string> actions;
+  // Of the "image-data" hint; 0 without one or when its pixels do not add up.
+  int imageWidth = 0, imageHeight = 0;
 };
+
+// The picture's size when the hint is well formed, 0 by 0 otherwise.
+std::pair<int, int> imageSize(GVariant* hints) {
+  VariantPtr image(g_variant_lookup_value(hints, "image-data", G_VARIANT_TYPE("(iiibiiay)")));
+  if (!image) return {0, 0};
+  gint32 width = 0, height = 0, rowstride = 0, bits = 0, channels = 0;
+  gboolean alpha = FALSE;
+  GVariant* pixels = nullptr;
+  g_variant_get(image.get(), "(iiibii@ay)", &width, &height, &rowstride, &alpha, &bits, &channels,
+                &pixels);
+  VariantPtr owned(pixels);
+  bool consistent =
+      bits == 8 && channels == (alpha ? 4 : 3) && rowstride >= width * channels &&
+      g_variant_get_size(pixels) == gsize(rowstride) * (height - 1) + gsize(width) * channels;
+  return consistent ? std::pair{width, height} : std::pair{0, 0};
+}
 
 // The Notify calls the mock recorded, in order.
 std::vector<NotifyCall> notifyCalls(const PrivateBus& bus) {
@@ -93,13 +117,15 @@ std::vector<NotifyCall> notifyCalls(const PrivateBus& bus) {
     gsize actionCount = 0;
     VariantPtr actions = argument(5);
     const gchar** strv = g_variant_get_strv(actions.get(), &actionCount);
+    auto [width, height] = imageSize(hints.get());
     calls.push_back({text(0),
                      g_variant_get_uint32(argument(1).get()),
                      text(3),
                      text(4),
-                     hint("image-path"),
                      hint("sound-name"),
-                     {strv, strv + actionCount}});
+                     {strv, strv + actionCount},
+                     width,
+                     height});
     g_free(strv);
   }
   return calls;
@@ -183,8 +209,69 @@ TEST(FreedesktopNotificationCenter, SendsARequestWhenItsDelayHasPassedAndDropsTh
   EXPECT_EQ(calls[0].summary, "Sale today");
   EXPECT_EQ(calls[0].body, "Body of Sale today");
   EXPECT_EQ(calls[0].actions, (std::vector<std::string>{"default", "Open"}));
-  EXPECT_EQ(calls[0].imagePath, "file://" + (directory.path / "picture.jpg").string());
+  EXPECT_EQ(calls[0].imageWidth, 0) << "a file that is no picture is left out";
+  EXPECT_TRUE(std::filesystem::exists(directory.path / "picture.jpg"))
+      << "a picture from outside its folder is the caller's";
   EXPECT_EQ(calls[0].soundName, "message-new-instant");
+}
+
+// A JPEG of `width` by `height` at `file`, in a folder of its own.
+void writePicture(const std::filesystem::path& file, int width, int height) {
+  std::filesystem::create_directories(file.parent_path());
+  GdkPixbuf* pixbuf = gdk_pixbuf_new(GDK_COLORSPACE_RGB, FALSE, 8, width, height);
+  gdk_pixbuf_fill(pixbuf, 0x3366ccff);
+  ASSERT_TRUE(gdk_pixbuf_save(pixbuf, file.c_str(), "jpeg", nullptr, nullptr));
+  g_object_unref(pixbuf);
+}
+
+std::set<std::string> namesIn(const std::filesystem::path& directory) {
+  std::set<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(directory))
+    names.insert(entry.path().filename().string());
+  return names;
+}
+
+// Pictures are written to the centre's own folder and leave it once the
+// server has their pixels, or once nothing will send them. Folders of dead
+// processes are swept when a centre starts; a running one's are not.
+TEST(FreedesktopNotificationCenter, KeepsAPictureOnlyUntilTheServerHasItsPixels) {
+  PrivateBus bus;
+  bus.startMock("notification_daemon", kServer, kCapabilities);
+  testing::TemporaryDirectory root;
+  writePicture(root.path / "crashed" / "vicinix-1" / "old.jpg", 4, 4);
+  std::ofstream(root.path / "stray") << "x";
+  std::filesystem::create_directory(root.path / "running");
+  int running = open((root.path / "running").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_EQ(flock(running, LOCK_EX), 0);
+  {
+    FreedesktopNotificationCenter center("vicinix", nullptr, root.path);
+    const std::filesystem::path own = center.attachmentDirectory();
+    EXPECT_EQ(own.parent_path(), root.path);
+    EXPECT_EQ(namesIn(root.path),
+              (std::set<std::string>{".lock", "running", own.filename().string()}));
+
+    std::string error;
+    writePicture(own / "vicinix-a" / "stale.jpg", 8, 8);
+    auto stale = center.makeAttachment("stale.jpg", own / "vicinix-a" / "stale.jpg", error);
+    writePicture(own / "vicinix-b" / "wide.jpg", 1024, 512);
+    auto wide = center.makeAttachment("wide.jpg", own / "vicinix-b" / "wide.jpg", error);
+    ASSERT_TRUE(stale && wide) << error;
+    NotificationRequest first = request("CampaignNotification_1", "Stale", 3600);
+    first.content.attachments = {*stale};
+    ASSERT_EQ(added(center, first), "");
+    NotificationRequest second = request("CampaignNotification_1", "Sale");
+    second.content.attachments = {*wide};
+    ASSERT_EQ(added(center, second), "");
+
+    std::vector<NotifyCall> calls = notifyCalls(bus, 1);
+    ASSERT_EQ(calls.size(), 1u);
+    EXPECT_EQ(calls[0].summary, "Sale");
+    EXPECT_EQ(std::pair(calls[0].imageWidth, calls[0].imageHeight), std::pair(512, 256));
+    EXPECT_TRUE(eventually([&] { return namesIn(own).empty(); }))
+        << namesIn(own).size() << " left behind";
+  }
+  EXPECT_EQ(namesIn(root.path), (std::set<std::string>{".lock", "running"}));
+  close(running);
 }
 
 TEST(FreedesktopNotificationCenter, ARequestReplacesTheOneWithItsIdentifierOnTheSameServerOnly) {
