@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vicinix/export.h>
+
 #include <atomic>
 #include <memory>
 #include <mutex>
@@ -17,7 +19,7 @@ namespace vicinix {
 // instances (stores, managers, clients, appearance). Every shared() of the SDK
 // reaches the installed context, so a test can build a fresh one from fakes and
 // nothing survives from one test to the next.
-class Sdk {
+class VICINIX_EXPORT Sdk {
  public:
   struct Options {
     std::string graphQLEndpoint = "https://api.vicinix.io/graphql";

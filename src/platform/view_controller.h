@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vicinix/export.h>
+
 #include <memory>
 #include <string>
 
@@ -7,7 +9,7 @@ namespace vicinix {
 
 // A screen as the host's windowing sees it: something presented modally on
 // top of another, which may itself present one. Main queue only.
-class ViewController : public std::enable_shared_from_this<ViewController> {
+class VICINIX_EXPORT ViewController : public std::enable_shared_from_this<ViewController> {
  public:
   virtual ~ViewController() = default;
 

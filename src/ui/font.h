@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vicinix/export.h>
+
 #include <optional>
 #include <string>
 
@@ -11,11 +13,11 @@ enum class FontWeight { regular, medium, semibold, bold };
 enum class TextStyle { title1, title2, headline, subheadline, footnote, body };
 
 // The preferred size and weight of each text style, the same in every toolkit.
-double preferredPointSize(TextStyle style);
-FontWeight preferredWeight(TextStyle style);
+VICINIX_EXPORT double preferredPointSize(TextStyle style);
+VICINIX_EXPORT FontWeight preferredWeight(TextStyle style);
 
 // A font as the screens describe it; the toolkit turns it into a real one.
-struct Font {
+struct VICINIX_EXPORT Font {
   std::string family;  // empty: the toolkit's system font
   double pointSize = 0;
   FontWeight weight = FontWeight::regular;
@@ -28,7 +30,7 @@ struct Font {
 };
 
 // The fonts a toolkit can give. Main queue only.
-class FontBook {
+class VICINIX_EXPORT FontBook {
  public:
   virtual ~FontBook() = default;
   // The font a text style uses, at its preferred size.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <vicinix/color.h>
+#include <vicinix/export.h>
 
 #include <optional>
 #include <string>
@@ -11,7 +12,7 @@
 namespace vicinix {
 
 // One piece of styled text: its characters (UTF-8) and how they are drawn.
-struct TextRun {
+struct VICINIX_EXPORT TextRun {
   std::string text;
   Font font;
   Color color;
@@ -20,7 +21,7 @@ struct TextRun {
 };
 
 // Text made of runs, as the Markdown renderer produces it and a label shows it.
-struct StyledText {
+struct VICINIX_EXPORT StyledText {
   std::vector<TextRun> runs;
   // The line height as a multiple of each line's natural height, over the
   // whole text; 0 keeps the natural spacing.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <vicinix/color.h>
+#include <vicinix/export.h>
 
 #include <chrono>
 #include <functional>
@@ -26,7 +27,7 @@ namespace vicinix {
 enum class TextAlignment { left, center, right };
 enum class ContentMode { scaleToFill, aspectFit };
 
-class View {
+class VICINIX_EXPORT View {
  public:
   virtual ~View() = default;
 
@@ -65,7 +66,7 @@ class View {
 
 // Text on one or more lines, word-wrapped; plain text with one font and
 // colour, or styled text.
-class Label : public View {
+class VICINIX_EXPORT Label : public View {
  public:
   virtual void setText(const std::string& text) = 0;
   virtual void setFont(const Font& font) = 0;
@@ -77,7 +78,7 @@ class Label : public View {
   virtual void setStyledText(const StyledText& text) = 0;
 };
 
-class ImageView : public View {
+class VICINIX_EXPORT ImageView : public View {
  public:
   virtual void setImage(const std::optional<Image>& image) = 0;
   virtual void setContentMode(ContentMode mode) = 0;
@@ -85,7 +86,7 @@ class ImageView : public View {
   virtual void setTemplateTint(const std::optional<Color>& tint) = 0;
 };
 
-class Button : public View {
+class VICINIX_EXPORT Button : public View {
  public:
   virtual void setTitle(const std::string& title) = 0;
   virtual void setTitleFont(const Font& font) = 0;
@@ -96,14 +97,14 @@ class Button : public View {
 };
 
 // A view whose subviews scroll inside its bounds.
-class ScrollView : public View {
+class VICINIX_EXPORT ScrollView : public View {
  public:
   virtual void setContentSize(Size size) = 0;
   virtual Size contentSize() const = 0;
 };
 
 // A large, white, spinning progress indicator.
-class ActivityIndicator : public View {
+class VICINIX_EXPORT ActivityIndicator : public View {
  public:
   virtual void startAnimating() = 0;
   virtual void stopAnimating() = 0;
@@ -113,7 +114,7 @@ class ActivityIndicator : public View {
 // What one row of a table paints: a picture and two texts, each at a frame
 // in the row's own coordinates (0, 0 at its top left). The screen lays the
 // row out; the toolkit only paints it, so a long table needs no view per row.
-struct TableCell {
+struct VICINIX_EXPORT TableCell {
   struct Text {
     std::string text;
     Font font;
@@ -131,7 +132,7 @@ struct TableCell {
 
 // Where a table gets its rows. Asked only for the rows it shows, on the main
 // queue, and again after reloadData().
-class TableViewDataSource {
+class VICINIX_EXPORT TableViewDataSource {
  public:
   virtual int numberOfRows() = 0;
   virtual double heightForRow(int row) = 0;
@@ -148,7 +149,7 @@ class TableViewDataSource {
 enum class SeparatorStyle { none, singleLine };
 
 // One section of rows that scroll vertically, drawn from a data source.
-class TableView : public View {
+class VICINIX_EXPORT TableView : public View {
  public:
   // Not owned: the source outlives the table, or is reset to null first.
   virtual void setDataSource(TableViewDataSource* source) = 0;
@@ -161,7 +162,7 @@ class TableView : public View {
 };
 
 // A browser view that shows a web page.
-class WebView : public View {
+class VICINIX_EXPORT WebView : public View {
  public:
   // Starts loading `url`, which the caller has checked is a URL, and gives up
   // after `timeout` without an answer. Every navigation the page makes later
@@ -178,7 +179,7 @@ class WebView : public View {
   virtual void setLoadFinished(std::function<void(bool ok)> handler) = 0;
 };
 
-class Toolkit {
+class VICINIX_EXPORT Toolkit {
  public:
   virtual ~Toolkit() = default;
 

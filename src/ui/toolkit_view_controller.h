@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vicinix/export.h>
+
 #include <functional>
 #include <memory>
 #include <optional>
@@ -13,7 +15,7 @@ namespace vicinix {
 class VicinixNavigationViewController;
 
 // A button of a navigation bar; `done` draws its title semibold.
-struct BarButtonItem {
+struct VICINIX_EXPORT BarButtonItem {
   enum class Style { plain, done };
 
   std::string title;
@@ -22,7 +24,7 @@ struct BarButtonItem {
 };
 
 // What a screen shows in the bar of the navigation container it is on.
-struct NavigationItem {
+struct VICINIX_EXPORT NavigationItem {
   std::string title;
   std::optional<BarButtonItem> rightBarButtonItem;
 };
@@ -32,7 +34,7 @@ struct NavigationItem {
 // presents the screen calls viewWillAppear() before showing it. Without a
 // toolkit (a headless host) the screen has no view and is only described.
 // Main queue only.
-class ToolkitViewController : public ViewController {
+class VICINIX_EXPORT ToolkitViewController : public ViewController {
  public:
   // The root view, loaded on first use; null without a toolkit.
   const std::shared_ptr<View>& view();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vicinix/export.h>
+
 #include <optional>
 #include <string>
 
@@ -9,7 +11,7 @@
 namespace vicinix {
 
 // A screen that shows one campaign; the caller sets `campaign` before showing it.
-class VicinixDetailViewController : public VicinixDefaultViewController {
+class VICINIX_EXPORT VicinixDetailViewController : public VicinixDefaultViewController {
  public:
   std::optional<Campaign> campaign;
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vicinix/export.h>
+
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -14,7 +16,7 @@ namespace vicinix {
 // browser view that fills the screen. Every navigation the page makes is
 // allowed and load errors are not reported: the page is the campaign
 // owner's, and a page that fails simply stays blank.
-class VicinixWebViewController : public VicinixDetailViewController {
+class VICINIX_EXPORT VicinixWebViewController : public VicinixDetailViewController {
  public:
   // A page that has not answered in this time is given up.
   static constexpr std::chrono::seconds kLoadTimeout{60};
